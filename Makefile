@@ -1,0 +1,32 @@
+# Top-level convenience targets around the CMake build.
+#   make        release build of build/zcppc and build/zirdump
+#   make demo   build, then run zcppc on the shipped example
+#   make check  build and run every test, the end-to-end cases also on a
+#               build with AddressSanitizer and UndefinedBehaviorSanitizer
+#   make bench  time the preprocessor on large generated sources
+
+JOBS ?= 2
+BUILD := build
+ASAN_BUILD := build-asan
+
+.PHONY: all demo check unit-and-e2e asan-e2e bench clean
+
+all:
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+
+demo: all
+	@sh examples/demo.sh $(BUILD)
+
+$(ASAN_BUILD)/CMakeCache.txt:
+	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DZCPPC_SANITIZE=ON >/dev/null
+
+check: all $(ASAN_BUILD)/CMakeCache.txt
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target zcppc zirdump
+	@sh tests/run_all.sh $(BUILD) $(ASAN_BUILD) $(JOBS)
+
+bench: all
+	@sh tools/bench.sh $(BUILD)
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -1,0 +1,4 @@
+// Entry point of zcppc.
+int main(int argc, char **argv) {
+    return 0;
+}
