@@ -5,6 +5,7 @@
 #               build with AddressSanitizer and UndefinedBehaviorSanitizer
 #   make bench  time the preprocessor on large generated sources
 
+MAKEFLAGS += --no-print-directory
 JOBS ?= 2
 BUILD := build
 ASAN_BUILD := build-asan
@@ -18,10 +19,8 @@ all:
 demo: all
 	@sh examples/demo.sh $(BUILD)
 
-$(ASAN_BUILD)/CMakeCache.txt:
+check: all
 	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DZCPPC_SANITIZE=ON >/dev/null
-
-check: all $(ASAN_BUILD)/CMakeCache.txt
 	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target zcppc zirdump
 	@sh tests/run_all.sh $(BUILD) $(ASAN_BUILD) $(JOBS)
 

@@ -1,0 +1,2 @@
+// Prints an intermediate file as text.
+int main() { return 0; }
