@@ -1,0 +1,2 @@
+// Directives and conditional inclusion.
+#pragma once
