@@ -98,6 +98,12 @@ void dir_ifndef(PpToken **link);
 void dir_pragma(PpToken **link);
 void dir_include(PpToken **link);
 
+// Helpers of the directive functions: an identifier with exactly the
+// spelling `word`; the text of a directive's operands, as #error shows it,
+// built in name_buffer and cut to its size.
+bool is_word(const PpToken *token, const char *word);
+void build_line_text(const PpToken *list);
+
 // The effect of #asm and #endasm, also reached through #pragma asm/endasm;
 // the table reaches them through wrappers that ignore the rest of the line.
 void dir_asm();
