@@ -1,0 +1,129 @@
+// Symbols: the Symbol record with its storage classes and flags, the lists
+// that make up the scopes, lookup by interned name, the pools of Symbol,
+// StmtNode and ExprNode records, and label numbers.
+#pragma once
+
+#include <cstdint>
+
+#include "decl/type.h"
+
+struct ExprNode;
+struct StmtNode;
+
+// ---------------------------------------------------------------------------
+// Storage classes.  Where a keyword exists the class is its token code.
+enum : uint8_t {
+    SC_NONE = 0,           // file scope without keyword, tags, labels, spaces, undeclared names
+    SC_ABSOLUTE = 5,       // object at a fixed address; value = the address
+    SC_ARG = 25,           // argument; value = offset in the argument area
+    SC_MERGED = 26,        // local sharing another variable's slot; merged_with = that one
+    SC_REG_ARG = 28,       // argument declared register
+    SC_REG_COPY = 29,      // register holding the address of a much-used global
+    SC_AUTO = 128,         // auto local and compiler temporaries; value = frame offset
+    SC_CASE = 130,         // switch case entry; value = case value
+    SC_ENUM_MEMBER = 132,  // enum constant; value = its value
+    SC_DEFAULT = 134,      // default entry of a switch's case list
+    SC_EXTERN = 139,
+    SC_REGISTER = 146,     // register local; value = frame offset
+    SC_STATIC = 151,       // value: label number in the low 16 bits, 0 until given
+    SC_MEMBER = 152,       // struct or union member; value = byte offset
+    SC_TYPEDEF = 154,
+};
+
+// Symbol flags.
+enum : uint32_t {
+    SYM_OPEN = 0x1,             // tag: its body is being parsed
+    SYM_USED = 0x2,
+    SYM_DECLARED = 0x4,         // on space_list: the name was already written out
+    SYM_LAST_ENUM = 0x8,        // enum member: last of its enum
+    SYM_REG_PASSED = 0x8,       // argument: passed in a register
+    SYM_DEFINED = 0x20,
+    SYM_HIDDEN = 0x40,          // find_symbol passes over it
+    SYM_ARG_WIDENED = 0x80,
+    SYM_DBG_CALLED = 0x100,
+    SYM_DBG_USED = 0x200,
+    SYM_ADDR_TAKEN = 0x400,
+    SYM_FILE_SCOPE = 0x800,
+    SYM_IMPLICIT_FN = 0x1000,
+    SYM_ASSIGNED = 0x4000,
+    SYM_INLINE_OPEN = 0x10000,
+    SYM_PLACED = 0x40000,
+    SYM_UNROLL_VALUE = 0x80000,
+    SYM_ANON_ALIAS = 0x100000,
+};
+
+// ---------------------------------------------------------------------------
+// Name records are interned (lexer), so equal spelling means equal pointer.
+// Layout: length byte, the characters, one flag byte.  The flag byte is the
+// terminating zero until the first Symbol of that name is made; new_symbol
+// sets it to 1 and find_symbol reads it to skip names no Symbol ever had.
+inline uint8_t &name_flag(uint8_t *name) { return name[name[0] + 1]; }
+
+// One declared or used name.
+struct Symbol {
+    Symbol *next;            // next in whichever list holds it
+    Symbol *dbg_next;        // debug list of the current file; non-null = noted
+    ExprNode *init;          // stored value of a const object, or inline argument value
+    union {
+        TypeNode *type;
+        Symbol *enum_link;   // enum member: the next member of its enum; the
+                             // last one (SYM_LAST_ENUM) holds the integer type
+        StmtNode *stmt;      // case entry and defined statement label: the labelled statement
+    };
+    uint8_t *name;           // interned name record; null for nameless arguments
+    Symbol *partner;         // much-used global <-> register holding its address
+    union {
+        uint32_t value;      // by class, see SC_ above
+        Symbol *merged_with; // SC_MERGED: the Symbol whose slot it shares
+    };
+    uint16_t column;         // column of first use of a never declared name
+    uint32_t flags;
+    uint32_t reg_mask;       // bit of this variable in the register analysis
+    uint16_t dbg_label;
+    uint16_t dbg_type_label;
+    uint16_t attr;           // attribute word; after register assignment the register
+    uint16_t use_count;      // uses weighted by loop depth
+    uint8_t sclass;
+
+    // Private to the lookup index beside symbol_list and tag_list: the
+    // position of this Symbol in the index's stack, -1 when not indexed.
+    int32_t index_depth;
+};
+
+// ---------------------------------------------------------------------------
+// Lists, each singly linked through Symbol.next, newest first.
+extern Symbol *symbol_list;        // ordinary identifiers, innermost block at the head
+extern Symbol *tag_list;           // struct, union and enum tags
+extern Symbol *label_list;         // statement labels of the current function
+extern Symbol *proto_symbol_list;  // enum constants declared in an argument list
+extern Symbol *proto_tag_list;     // tags declared in an argument list
+extern Symbol *pragma_attr_list;   // names given by #pragma attribute
+extern Symbol *scope_mark;         // head of symbol_list when the block was entered; null at file scope
+extern Symbol *tag_scope_mark;     // same for tag_list
+extern int32_t proto_depth;        // open argument lists
+
+// Inserts a new Symbol in front of *head (a list head, or the next field of
+// a list's last element) and returns it.  name, sclass and type are set,
+// every other field but column is cleared, and the name's flag byte is set.
+Symbol *new_symbol(Symbol **head, uint8_t *name, int32_t sclass, TypeNode *type);
+// First element from `from` on, before `stop` (null = end of list), with
+// this very name pointer and without SYM_HIDDEN; null if none.
+Symbol *find_symbol(uint8_t *name, Symbol *from, Symbol *stop);
+// Gives the stretch from `list` up to, not including, `stop` back to the
+// free list and returns `stop`.
+Symbol *release_symbols(Symbol *list, Symbol *stop);
+
+// ---------------------------------------------------------------------------
+// Statement and expression pools.  No mark is taken for them: a release
+// gives back every node ever taken from the heap.  A scalar initialiser
+// saves expr_free_list and restores it to give back its expression's nodes.
+StmtNode *new_stmt(int32_t kind);
+void release_stmts();
+ExprNode *new_expr(int32_t op);
+void release_exprs();
+extern ExprNode *expr_free_list;
+
+// Label numbers: odd, from 3, one number space for code labels, statics,
+// literals and debug records.  Past 65535 "file too large for label
+// information" is reported at every request.
+int32_t new_label();

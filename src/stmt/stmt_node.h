@@ -1,0 +1,123 @@
+// Statements: the StmtNode tree that the statement parser builds and that
+// tree rewriting, register assignment and emission walk; the statement
+// kinds and flags; the records of counted-loop candidates.
+#pragma once
+
+#include <cstdint>
+
+#include "decl/symbol.h"
+
+struct ExprNode;
+
+// ---------------------------------------------------------------------------
+// Statement kinds: the token code of the statement's keyword, 0 for an
+// expression statement, and a few kinds made by later passes.
+enum : uint8_t {
+    ST_EXPR = 0,        // expression statement; empty when expr is null
+    ST_SEQUENCE = 1,    // made by tree rewriting: run expr, then body
+    ST_BLOCK = 16,      // { }: body first statement, alt next block, locals
+    ST_REG_MOVE = 28,   // made by register assignment
+    ST_ASM = 31,        // #asm block, body its pieces; a piece is ST_ASM with text
+    ST_BREAK = 129,
+    ST_CONTINUE = 133,
+    ST_DO = 135,
+    ST_ELSE = 137,      // a stray else, after its error only
+    ST_FOR = 141,
+    ST_GOTO = 142,      // also return inside an inline expansion
+    ST_IF = 143,
+    ST_RETURN = 147,
+    ST_SWITCH = 153,
+    ST_WHILE = 159,
+    ST_COUNTED = 176,   // a for loop turned into a counted loop
+};
+
+// Statement flags.
+enum : uint16_t {
+    SF_BREAK = 0x1,            // a break that leaves this loop or switch was parsed
+    SF_CONTINUE = 0x2,         // a continue that targets this loop was parsed
+    SF_GOTO = 0x4,             // a goto stands in the body; this is the innermost loop
+    SF_NO_FALLTHROUGH = 0x8,   // control never passes the end
+    SF_DEAD = 0x10,            // unreachable: neither rewritten nor emitted
+    SF_CASE_TARGET = 0x20,     // carries a case or default label of a case list
+    SF_LABELLED = 0x40,        // carries a name label or holds a jump target
+    SF_HAS_CALLS = 0x80,       // root block: the function makes calls
+    SF_VAR_READ = 0x100,       // ST_FOR: the control variable is read in the loop
+    SF_VAR_CHANGED = 0x200,    // ST_FOR: control variable assigned, or bound not invariant
+    SF_UNROLLED = 0x400,       // ST_COUNTED: emitted unrolled
+};
+
+// One statement.  What expr, body, alt and extra hold depends on kind; a
+// field a kind does not use keeps an old value and is never read.
+struct StmtNode {
+    StmtNode *link;              // pool chain and free list
+    StmtNode *next;              // next statement of the list holding this one
+    union {
+        ExprNode *expr;          // expression or test
+        char *text;              // piece of ST_ASM: the bytes of one line
+    };
+    union {
+        StmtNode *body;          // first nested statement, loop body, then-branch
+        StmtNode *target;        // ST_BREAK, ST_CONTINUE: the statement left or continued
+        Symbol *goto_label;      // ST_GOTO: the label Symbol
+    };
+    union {
+        StmtNode *alt;           // ST_IF: the else-statement or null
+        StmtNode *next_block;    // ST_BLOCK: next block of the function, in order of opening
+        Symbol *cases;           // ST_SWITCH: case list sorted by value
+        ExprNode *init;          // ST_FOR, ST_COUNTED: init expression or null
+    };
+    union {
+        Symbol *locals;          // ST_BLOCK: the block's local Symbols or null
+        ExprNode *update;        // ST_FOR, ST_COUNTED: update expression or null
+    };
+    const char *file;            // source file of the first token
+    uint32_t line;               // line of the first token, labels included
+    uint32_t end_line;           // line of the last token of the head
+    union {
+        uint32_t mid_line;       // ST_DO: the ( after while; ST_FOR: the first ;
+        uint32_t text_length;    // piece of ST_ASM: length of the text
+    };
+    uint32_t last_line;          // ST_FOR: the second ;
+    uint16_t col;
+    uint16_t end_col;
+    uint16_t mid_col;
+    uint16_t last_col;
+    uint16_t flags;
+    uint16_t label;              // code label, 0 if nobody jumps here by name or case
+    uint8_t kind;
+};
+
+// A for loop with a plain integer control variable, on the stack headed by
+// loop_records.  The bound_vars entries have the same shape; only outer, var
+// and uses are used in them.
+struct LoopRecord {
+    LoopRecord *outer;
+    LoopRecord *bound_vars;
+    Symbol *var;
+    uint32_t uses;               // 0x2 read, 0x4000 assigned
+    uint16_t nest;               // nesting levels of counted loops it would hold
+};
+
+// new_stmt sets kind and clears next, flags and label only.
+StmtNode *new_stmt(int32_t kind);
+void release_stmts();
+
+// ---------------------------------------------------------------------------
+// The statement parser.
+StmtNode *parse_statement(StmtNode *continue_target, StmtNode *break_target);
+void add_case_label(int32_t kind, int32_t value, StmtNode *statement);
+uint16_t mark_dead(StmtNode *statement);
+void note_var_use(Symbol *symbol, uint32_t bits);
+bool loop_invariant(ExprNode *expression);
+
+// State of the function being parsed.
+extern Symbol **case_list_slot;      // alt field of the innermost open switch, or null
+extern StmtNode **block_chain_tail;  // where the next ST_BLOCK is linked
+extern LoopRecord *loop_records;
+extern uint16_t loop_depth;
+extern uint16_t loop_has_long_div;
+extern int32_t op_count;
+extern int32_t call_count;
+extern TypeNode *return_type;
+extern uint8_t *return_label_name;
+extern ExprNode *inline_result;
