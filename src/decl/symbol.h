@@ -9,6 +9,11 @@
 
 struct ExprNode;
 struct StmtNode;
+// Interned name (lexer/token.h): equal spelling means equal pointer.  The
+// byte behind its characters is 0 until the first Symbol of that name is
+// made; new_symbol sets it to 1, and find_symbol reads it to answer at once
+// for a name that no Symbol ever had.
+struct NameRecord;
 
 // ---------------------------------------------------------------------------
 // Storage classes.  Where a keyword exists the class is its token code.
@@ -52,13 +57,6 @@ enum : uint32_t {
     SYM_ANON_ALIAS = 0x100000,
 };
 
-// ---------------------------------------------------------------------------
-// Name records are interned (lexer), so equal spelling means equal pointer.
-// Layout: length byte, the characters, one flag byte.  The flag byte is the
-// terminating zero until the first Symbol of that name is made; new_symbol
-// sets it to 1 and find_symbol reads it to skip names no Symbol ever had.
-inline uint8_t &name_flag(uint8_t *name) { return name[name[0] + 1]; }
-
 // One declared or used name.
 struct Symbol {
     Symbol *next;            // next in whichever list holds it
@@ -70,7 +68,7 @@ struct Symbol {
                              // last one (SYM_LAST_ENUM) holds the integer type
         StmtNode *stmt;      // case entry and defined statement label: the labelled statement
     };
-    uint8_t *name;           // interned name record; null for nameless arguments
+    NameRecord *name;        // interned name; null for nameless arguments
     Symbol *partner;         // much-used global <-> register holding its address
     union {
         uint32_t value;      // by class, see SC_ above
@@ -105,10 +103,10 @@ extern int32_t proto_depth;        // open argument lists
 // Inserts a new Symbol in front of *head (a list head, or the next field of
 // a list's last element) and returns it.  name, sclass and type are set,
 // every other field but column is cleared, and the name's flag byte is set.
-Symbol *new_symbol(Symbol **head, uint8_t *name, int32_t sclass, TypeNode *type);
+Symbol *new_symbol(Symbol **head, NameRecord *name, int32_t sclass, TypeNode *type);
 // First element from `from` on, before `stop` (null = end of list), with
 // this very name pointer and without SYM_HIDDEN; null if none.
-Symbol *find_symbol(uint8_t *name, Symbol *from, Symbol *stop);
+Symbol *find_symbol(NameRecord *name, Symbol *from, Symbol *stop);
 // Gives the stretch from `list` up to, not including, `stop` back to the
 // free list and returns `stop`.
 Symbol *release_symbols(Symbol *list, Symbol *stop);

@@ -119,5 +119,5 @@ extern uint16_t loop_has_long_div;
 extern int32_t op_count;
 extern int32_t call_count;
 extern TypeNode *return_type;
-extern uint8_t *return_label_name;
+extern NameRecord *return_label_name;
 extern ExprNode *inline_result;
