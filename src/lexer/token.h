@@ -212,14 +212,14 @@ struct Token {
 void convert_number(Token *token, const PpToken *pp);
 // `pp` is a PP_CHAR: sets code TOK_INT and the value.
 void convert_char(Token *token, const PpToken *pp);
-// `pp` is a TOK_STRING: converts its spelling in place, sets code
-// TOK_STRING and the pooled value.
+// `pp` is a TOK_STRING: sets code TOK_STRING and the pooled value.  The
+// spelling is not changed, so it can be converted again.
 void convert_string(Token *token, const PpToken *pp);
 
 // The same conversions on a bare spelling.
 void convert_number_spelling(Token *token, const char *text, unsigned length);
 void convert_char_spelling(Token *token, const char *text, unsigned length);
-void convert_string_spelling(Token *token, char *text, unsigned length);
+void convert_string_spelling(Token *token, const char *text, unsigned length);
 
 // `*cursor` points at a backslash: returns the value of the escape sequence
 // and moves `*cursor` behind it.  A hexadecimal value is returned whole.

@@ -1,0 +1,136 @@
+// Interned names, the character trie behind them and the macro table, and
+// the keyword table.
+#include <cstring>
+
+#include "driver/options.h"
+#include "lexer/token.h"
+
+TrieNode *name_trie;
+
+namespace {
+
+// Trie nodes are never freed, so they are cut from large blocks: one
+// allocation per block instead of one per character of a new name.
+constexpr unsigned NODES_PER_BLOCK = 1024;
+TrieNode *node_block;
+unsigned nodes_left;
+
+TrieNode *new_trie_node(char ch, TrieNode *sibling) {
+    if (nodes_left == 0) {
+        // The first word of the block links the blocks; nodes follow it.
+        void *block = checked_alloc(sizeof(TrieNode) * (NODES_PER_BLOCK + 1), node_block);
+        node_block = static_cast<TrieNode *>(block);
+        nodes_left = NODES_PER_BLOCK;
+    }
+    TrieNode *node = node_block + nodes_left--;
+    node->sibling = sibling;
+    node->child = nullptr;
+    node->ch = static_cast<int8_t>(ch);
+    return node;
+}
+
+// Names are written to the intermediate file with their length plus one in
+// a byte, so a record keeps at most this many characters.  The trie still
+// tells names apart by their whole spelling.
+constexpr unsigned NAME_RECORD_MAX = 254;
+
+// The 32 keywords in the order of their codes, which is alphabetical, so
+// the keywords with one first letter form one stretch of the table.
+struct Keyword {
+    const char *text;
+    uint8_t length;
+};
+
+constexpr Keyword keywords[KEYWORD_COUNT] = {
+    {"auto", 4},   {"break", 5},    {"case", 4},     {"char", 4},
+    {"const", 5},  {"continue", 8}, {"default", 7},  {"do", 2},
+    {"double", 6}, {"else", 4},     {"enum", 4},     {"extern", 6},
+    {"float", 5},  {"for", 3},      {"goto", 4},     {"if", 2},
+    {"int", 3},    {"long", 4},     {"register", 8}, {"return", 6},
+    {"short", 5},  {"signed", 6},   {"sizeof", 6},   {"static", 6},
+    {"struct", 6}, {"switch", 6},   {"typedef", 7},  {"union", 5},
+    {"unsigned", 8}, {"void", 4},   {"volatile", 8}, {"while", 5},
+};
+
+// keyword_start[c - 'a'] is the index of the first keyword that starts
+// with c or a later letter; the keywords starting with c run up to
+// keyword_start[c - 'a' + 1].
+struct KeywordIndex {
+    uint8_t start[27];
+    constexpr KeywordIndex() : start{} {
+        int k = 0;
+        for (int letter = 0; letter < 26; letter++) {
+            while (k < KEYWORD_COUNT && keywords[k].text[0] < 'a' + letter)
+                k++;
+            start[letter] = static_cast<uint8_t>(k);
+        }
+        start[26] = KEYWORD_COUNT;
+    }
+};
+
+constexpr KeywordIndex keyword_index;
+
+}  // namespace
+
+// Walks the path of `text` and makes what is missing of it.  Each level is
+// a sibling list in ascending order of the signed character.
+TrieNode *trie_find(TrieNode **root, const char *text, unsigned length) {
+    TrieNode **link = root;
+    unsigned i = 0;
+    for (; i < length; i++) {
+        int8_t ch = static_cast<int8_t>(text[i]);
+        TrieNode *node;
+        while ((node = *link) != nullptr && node->ch < ch)
+            link = &node->sibling;
+        if (node == nullptr || node->ch > ch)
+            break;
+        link = &node->child;
+    }
+    if (i < length) {
+        // The rest of the name is new: one node in front of where the walk
+        // stopped, then a chain of only children.
+        TrieNode *node = new_trie_node(text[i], *link);
+        *link = node;
+        for (i++; i < length; i++) {
+            node->child = new_trie_node(text[i], nullptr);
+            node = node->child;
+        }
+        link = &node->child;
+    }
+    // The terminal node has `ch` 0 and sorts first among identifier
+    // characters; bytes above 127 compare below it, so step over those.
+    TrieNode *node;
+    while ((node = *link) != nullptr && node->ch < 0)
+        link = &node->sibling;
+    if (node != nullptr && node->ch == 0)
+        return node;
+    node = new_trie_node(0, *link);
+    *link = node;
+    return node;
+}
+
+NameRecord *intern_name(const char *text, unsigned length) {
+    TrieNode *terminal = trie_find(&name_trie, text, length);
+    if (terminal->value != nullptr)
+        return static_cast<NameRecord *>(terminal->value);
+    unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
+    auto *name = static_cast<NameRecord *>(checked_alloc(kept + 2, nullptr));
+    name->length = static_cast<uint8_t>(kept);
+    std::memcpy(name->text, text, kept);
+    name->text[kept] = 0;
+    terminal->value = name;
+    return name;
+}
+
+// Only a spelling of 2 to 8 characters that does not start with `_` can be
+// a keyword; all keywords start with a lower-case letter.
+uint16_t keyword_code(const char *text, unsigned length) {
+    if (length < 2 || length > 8 || text[0] < 'a' || text[0] > 'z')
+        return 0;
+    int letter = text[0] - 'a';
+    for (int k = keyword_index.start[letter]; k < keyword_index.start[letter + 1]; k++) {
+        if (keywords[k].length == length && std::memcmp(keywords[k].text, text, length) == 0)
+            return static_cast<uint16_t>(TOK_FIRST_KEYWORD + k);
+    }
+    return 0;
+}
