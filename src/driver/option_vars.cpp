@@ -8,10 +8,10 @@ int32_t opt_xd, opt_xp, opt_xu, opt_xx, opt_x;
 const char *error_name;
 const char *output_name;
 
-static const char *define_slots[128], *header_slots[128], *include_slots[128];
-PathList define_list = {128, 128, define_slots};
-PathList header_list = {128, 128, header_slots};
-PathList include_list = {128, 128, include_slots};
+static const char *define_slots[FLAG_LIST_SLOTS], *header_slots[FLAG_LIST_SLOTS], *include_slots[FLAG_LIST_SLOTS];
+PathList define_list = {FLAG_LIST_SLOTS, FLAG_LIST_SLOTS, define_slots};
+PathList header_list = {FLAG_LIST_SLOTS, FLAG_LIST_SLOTS, header_slots};
+PathList include_list = {FLAG_LIST_SLOTS, FLAG_LIST_SLOTS, include_slots};
 
 FILE *output_stream;
 FILE *error_stream;

@@ -19,6 +19,8 @@ struct PathList {
     const char **slot;
 };
 
+constexpr int32_t FLAG_LIST_SLOTS = 128;   // slots of each command-line list
+
 // ---------------------------------------------------------------------------
 // Option variables, named after their flag.  Numbers and switches are 32-bit
 // integers, zero at start; text options hold a pointer to the text.
@@ -36,11 +38,29 @@ extern PathList include_list;     // -i, 128 slots
 extern FILE *output_stream;        // intermediate file or preprocessed text
 extern FILE *error_stream;         // diagnostics
 extern const char *source_name;    // source file as named on the command line
-extern PathList *include_search;   // directories searched by #include
+extern PathList *include_search;   // directories searched by #include, from
+                                   // slot include_capacity - 1 downward
 extern int32_t include_capacity;
 
 // ---------------------------------------------------------------------------
 // Option engine.
+//
+// parse_flags(&argc, &argv, title, operand, descriptor, variable, ...,
+// (const char *)nullptr) reads the flags of a command line.  Each descriptor
+// is a flag specification, a blank or tab, and the help text; its variable
+// is passed as a void pointer: an int32_t for a number or switch, a
+// const char * for a text (`*`), a PathList for a list (`>`).  On return
+// argc and argv describe the operands left.  Errors, -help and -vers end the
+// run with status 1.
+void parse_flags(int *argc, char ***argv, const char *title, const char *operand, ...);
+
+// The 35 flags of zcppc, through parse_flags.  The number of -w goes to
+// *warning_level.
+void parse_command_line(int *argc, char ***argv, int32_t *warning_level);
+
+// The options that others imply: -sa, -ck and -w, -xx and -xd, -x, -nc.
+void derive_implied_options(int32_t warning_level);
+
 extern char program_name[12];
 
 void print_banner(const char *title);
@@ -49,9 +69,27 @@ const char *parse_long(const char *text, long *result, int base);
 bool is_path_separator(char c);
 const char *last_path_separator(const char *text);
 
+// Replaces the operands by the names that their `*` and `?` patterns find.
+void expand_wildcards(int *argc, char ***argv);
+
+// Appends the `;`-separated entries of an environment variable to `list`.
+void append_path_list(PathList *list, const char *variable_name);
+
+// A new list of the existing directories of `list`, in its order, with the
+// entries of the files it names spliced in.  Lists made here grow without
+// limit; *capacity is their number of slots.
+PathList *expand_dir_list(PathList *list, int32_t *capacity);
+PathList *grow_dir_list(PathList *list, int32_t *capacity);
+PathList *expand_dir_file(PathList *list, int32_t *capacity, const char *name);
+
+// Reads a file of blank-separated tokens.  Null on success, with the tokens
+// in *vector (null-terminated) and their number in *count; otherwise the
+// message text.
+const char *read_token_file(const char *name, int *count, char ***vector);
+
 // Allocation never fails to a caller: out of memory ends the run with
-// "no memory\n".  The block's first word receives `link`, so a list node is
-// made and linked in one call.
+// "no memory\n".  The block is zeroed and its first word receives `link`, so
+// a list node is made and linked in one call.
 void *checked_alloc(unsigned size, void *link);
 // Frees `block` and gives `value`: unlinks a node in one expression,
 // `head = free_and_return(node, node->next)`.
@@ -67,11 +105,18 @@ int open_streams(const char *name);
 int finish_errors(int32_t count);
 [[noreturn]] void on_interrupt();
 
+// The translation loop of a normal run: reads the whole unit and writes the
+// intermediate file.
+void translate_unit();
+
 // ---------------------------------------------------------------------------
 // Diagnostics.  A format that starts with 'W' and a digit is a warning of
 // that level.  When `first` is 0 the format takes `second` as its only
 // argument, otherwise it takes both.  Texts are passed as pointers converted
-// to intptr_t.
+// to intptr_t; each value reaches the format with the type its conversion
+// wants (%s a pointer, %d and %c an int, %ld a long).
 extern int32_t error_count;
+extern uint32_t last_report_line;   // position of the last message written
+extern int32_t last_report_column;
 void report(const char *format, intptr_t first, intptr_t second);
 void report_no_position(const char *name, bool is_error);

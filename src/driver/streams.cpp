@@ -1,0 +1,69 @@
+// The output and error streams of a run, the exit status, and the end of a
+// run by the interrupt signal.
+#include <unistd.h>
+
+#include <cstring>
+
+#include "driver/options.h"
+
+int open_streams(const char *name) {
+    if (error_name != nullptr) {
+        error_stream = std::fopen(error_name, "w");
+        if (error_stream == nullptr) {
+            report_no_position(name, true);
+            std::fprintf(stderr, "can't create %s\n", error_name);
+            return 0;
+        }
+    } else {
+        error_stream = stderr;
+    }
+
+    if (output_name == nullptr || opt_md) {
+        if (!opt_e) {
+            report_no_position(name, true);
+            std::fputs("missing output file name\n", stderr);
+            return 0;
+        }
+        output_stream = stdout;
+        if (opt_md && output_name != nullptr) {
+            // The make target; opt_md counts the columns of the line from
+            // here on.
+            std::fprintf(output_stream, "%s:", output_name);
+            opt_md = static_cast<int32_t>(std::strlen(output_name)) + 1;
+        }
+        return 1;
+    }
+
+    // Preprocessed text is text; the intermediate file is binary.
+    output_stream = std::fopen(output_name, opt_e ? "w" : "wb");
+    if (output_stream == nullptr) {
+        report_no_position(name, true);
+        std::fprintf(stderr, "can't create %s\n", output_name);
+        return 0;
+    }
+    return 1;
+}
+
+int finish_errors(int32_t count) {
+    if (error_name != nullptr) {
+        if (error_stream != nullptr && error_stream != stderr)
+            std::fclose(error_stream);
+        error_stream = stderr;
+        // An error file is kept only when it holds errors.
+        if (count != 0)
+            std::fprintf(stderr, "errors reported in %s\n", error_name);
+        else
+            std::remove(error_name);
+    }
+    return count != 0 ? 1 : 0;
+}
+
+void on_interrupt() {
+    if (output_name != nullptr) {
+        if (output_stream != nullptr && output_stream != stdout)
+            std::fclose(output_stream);
+        output_stream = nullptr;
+        std::remove(output_name);
+    }
+    std::exit(2);
+}
