@@ -79,6 +79,11 @@ const char *current_file_name();
 // column -1, and 0.
 int32_t token_position(uint32_t *line, int32_t *column);
 
+// Supplied by the token stream: while saved tokens of an inline function
+// are replayed, gives the line and file of the token being replayed and
+// returns true.
+bool replay_token_place(uint32_t *line, const char **file);
+
 // Debug information bracketing of source files.
 void debug_note(Symbol *symbol);
 void debug_file_mark(const char *file, Symbol *function);
@@ -126,6 +131,3 @@ void physical_position(uint32_t *line, uint32_t *column);
 // spellings, built-in macro values.  The copy has 3 zero bytes behind it.
 char *keep_text(const char *text, size_t length);
 void free_kept_text();
-
-// The preprocess-only writer, run by the driver under -e and -md.
-void write_preprocessed();
