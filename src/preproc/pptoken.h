@@ -60,6 +60,8 @@ struct MacroDef {
                             // current top-level expansion
     uint8_t used;           // 1 once expanded since the last write_used_macros
     uint8_t name_length;    // length of the name, cut to 255 for messages
+    MacroDef **list_link;   // index beside macro_list: the field that points
+                            // at this record, so that removal needs no walk
     char name[1];           // the name in full, null-terminated
 };
 
@@ -97,6 +99,12 @@ void write_used_macros();
 // Built-in names: 1 defined, 2 __DATE__, 3 __TIME__, 4 __FILE__, 5 __LINE__,
 // 6 __STDC__, 7 __ZPHN__, 8 __TRGT__; 0 for every other token.
 int builtin_macro_code(const PpToken *token);
+
+// Replaces the built-in name at `*link` (code from builtin_macro_code), and
+// for `defined` its operand, by one token with the value; returns that
+// token.  In mode 1 a `defined` at the end of the list is returned as it is,
+// to be completed by the outer level.
+PpToken *expand_builtin(PpToken **link, int code, int mode);
 
 // Replaces the token at `*link` by `list`.  The first token of `list` takes
 // over the old token's white space; all take over its line and column.  An

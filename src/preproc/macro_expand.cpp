@@ -1,0 +1,662 @@
+// Macro expansion in place.  A token list is walked from left to right; a
+// macro name is replaced by a copy of its body, in which the parameters have
+// been replaced by the arguments of the call, # has made strings and ## has
+// joined spellings, and which has been rescanned for further macros.
+//
+// Recursion is stopped by the state of each macro: bit 0 while its body is
+// being rescanned, bit 1 once it has been expanded in the current top-level
+// expansion.  A name met while its macro has a state bit of the current mode
+// gets `no_expand` and stays a plain identifier.
+#include <cctype>
+#include <cstring>
+
+#include "driver/options.h"
+#include "lexer/token.h"
+#include "preproc/pptoken.h"
+#include "preproc/source.h"
+
+namespace {
+
+// The text that stringizing and pasting build.  It grows as needed; a token
+// spelling is 16 bits long, so a built text is cut at that length.
+constexpr size_t WORK_TEXT_LIMIT = 0xFFFF;
+char *work_text;
+size_t work_capacity;
+size_t work_length;
+
+void work_reset() {
+    work_length = 0;
+}
+
+void work_append(const char *text, size_t length) {
+    if (length > WORK_TEXT_LIMIT - work_length)
+        length = WORK_TEXT_LIMIT - work_length;
+    if (work_length + length + 1 > work_capacity) {
+        size_t capacity = work_capacity ? work_capacity : 1024;
+        while (capacity < work_length + length + 1)
+            capacity *= 2;
+        char *grown = static_cast<char *>(checked_alloc(static_cast<unsigned>(capacity), nullptr));
+        if (work_text) {
+            std::memcpy(grown, work_text, work_length);
+            std::free(work_text);
+        }
+        work_text = grown;
+        work_capacity = capacity;
+    }
+    std::memcpy(work_text + work_length, text, length);
+    work_length += length;
+    work_text[work_length] = 0;
+}
+
+void work_append_char(char c) {
+    work_append(&c, 1);
+}
+
+// The first token of a line pulled into a macro call that has no white space
+// in front of it gets one blank, so that it stays apart from the token that
+// ended the line before.
+char blank_text[] = " ";
+
+// Expansion nests as deep as macros call macros; a bound keeps a hostile
+// source from exhausting the stack.  Deeper names are left as they stand.
+constexpr int EXPANSION_DEPTH_LIMIT = 2000;
+int expansion_depth;
+
+enum CallResult { CALL_DONE, CALL_KEEP, CALL_FAIL };
+
+void macro_error(const char *format, const MacroDef *macro) {
+    report(format, macro->name_length, reinterpret_cast<intptr_t>(macro->name));
+}
+
+bool is_kind(const PpToken *token, uint16_t kind) {
+    return token && token->kind == kind;
+}
+
+bool is_defined_name(const PpToken *token) {
+    return token->kind == TOK_IDENT && token->length == 7 &&
+           std::memcmp(token->text, "defined", 7) == 0;
+}
+
+void free_token(PpToken *token) {
+    token->next = nullptr;
+    pptoken_free_list(token);
+}
+
+PpToken *last_of(PpToken *list) {
+    if (list)
+        while (list->next)
+            list = list->next;
+    return list;
+}
+
+// splice_tokens that also gives the last token of `list`, or null if it is
+// empty.
+PpToken *splice_list(PpToken **link, PpToken *list) {
+    PpToken *old = *link;
+    if (!list) {
+        *link = old->next;
+        free_token(old);
+        return nullptr;
+    }
+    list->space = old->space;
+    list->space_length = old->space_length;
+    PpToken *last = list;
+    for (PpToken *token = list; token; token = token->next) {
+        token->line = old->line;
+        token->column = old->column;
+        last = token;
+    }
+    last->next = old->next;
+    *link = list;
+    free_token(old);
+    return last;
+}
+
+// A copy of the tokens from `first` up to, not including, `stop`.
+PpToken *copy_range(const PpToken *first, const PpToken *stop, PpToken **last) {
+    PpToken *head = nullptr;
+    PpToken **tail = &head;
+    *last = nullptr;
+    for (const PpToken *token = first; token != stop; token = token->next) {
+        PpToken *copy = pptoken_new();
+        *copy = *token;
+        copy->next = nullptr;
+        *tail = copy;
+        tail = &copy->next;
+        *last = copy;
+    }
+    return head;
+}
+
+// ---------------------------------------------------------------------------
+// Collecting the arguments of a call.
+
+// At the top level a call may go on over further lines.  Walks from the name
+// to the end of the call, and where the list ends before it, reads the next
+// line into its place: a line that starts with # is then plain text of the
+// call.  Inside a directive the call must end on its line.
+void pull_call_lines(PpToken *name) {
+    PpToken **link = &name->next;
+    int depth = 0;
+    for (;;) {
+        PpToken *token = *link;
+        if (!token || (token->kind == PP_EOL && token->length == 0)) {
+            if (in_directive)
+                return;
+            char *text = read_logical_line(1);
+            if (!text)
+                return;
+            PpToken *more = scan_line(text);
+            if (more && !more->space_length) {
+                more->space = blank_text;
+                more->space_length = 1;
+            }
+            if (token) {
+                PpToken *rest = token->next;
+                free_token(token);
+                if (more)
+                    last_of(more)->next = rest;
+                else
+                    more = rest;
+            }
+            *link = more;
+            continue;
+        }
+        if (depth == 0 && token->kind != TOK_LPAREN)
+            return;
+        if (token->kind == TOK_LPAREN) {
+            depth++;
+        } else if (token->kind == TOK_RPAREN) {
+            if (--depth == 0)
+                return;
+        }
+        link = &token->next;
+    }
+}
+
+// The token that ends the argument starting at `first`: a `,` outside inner
+// parentheses or the `)` that closes the call; null if the list ends first.
+PpToken *argument_end(PpToken *first) {
+    int depth = 0;
+    for (PpToken *token = first; token; token = token->next) {
+        if (token->kind == TOK_LPAREN) {
+            depth++;
+        } else if (token->kind == TOK_RPAREN) {
+            if (depth == 0)
+                return token;
+            depth--;
+        } else if (token->kind == TOK_COMMA && depth == 0) {
+            return token;
+        }
+    }
+    return nullptr;
+}
+
+// Collects the call of the function-like `macro` whose name is at `*link`:
+// the arguments go to `macro->args`, and the tokens from `(` to the end of
+// the call leave the list.  The list is left untouched unless the call is
+// complete, so that after an error it goes on unexpanded.
+CallResult collect_call(PpToken **link, MacroDef *macro, int mode) {
+    PpToken *name = *link;
+    if (mode == 0)
+        pull_call_lines(name);
+    PpToken *open = name->next;
+    if (!is_kind(open, TOK_LPAREN))
+        return CALL_KEEP;
+    if (!open->next) {
+        macro_error("bad invocation of macro %.*s", macro);
+        return CALL_FAIL;
+    }
+
+    PpToken *stop;
+    if (open->next->kind == TOK_RPAREN) {
+        if (macro->param_count != -1) {
+            macro_error("missing argument for macro %.*s", macro);
+            return CALL_FAIL;
+        }
+        stop = open->next;
+    } else if (macro->param_count == -1) {
+        // An empty parameter list called with tokens: they are dropped up
+        // to the end of the call.
+        int depth = 0;
+        for (stop = open->next; stop; stop = stop->next) {
+            if (stop->kind == TOK_LPAREN)
+                depth++;
+            else if (stop->kind == TOK_RPAREN && depth-- == 0)
+                break;
+        }
+        if (!stop) {
+            macro_error("bad invocation of macro %.*s", macro);
+            return CALL_FAIL;
+        }
+        macro_error("too many arguments for macro %.*s", macro);
+    } else {
+        // First find every argument, then cut them out.
+        int count = macro->param_count;
+        int found = 0;
+        stop = nullptr;
+        for (PpToken *first = open->next; found < count; found++) {
+            if (!first || first->kind == TOK_RPAREN || first->kind == TOK_COMMA)
+                break;
+            PpToken *end = argument_end(first);
+            if (!end)
+                break;
+            stop = end;
+            first = end->next;
+            if (end->kind != TOK_COMMA && found + 1 < count) {
+                found++;
+                break;
+            }
+        }
+        if (found < count) {
+            macro_error("missing argument for macro %.*s", macro);
+            return CALL_FAIL;
+        }
+        if (stop->kind != TOK_RPAREN)
+            macro_error("too many arguments for macro %.*s", macro);
+        PpToken *first = open->next;
+        for (int i = 0; i < count; i++) {
+            PpToken *end = argument_end(first);
+            PpToken *last = first;
+            while (last->next != end)
+                last = last->next;
+            last->next = nullptr;
+            macro->args[i] = first;
+            first = end->next;
+            if (i + 1 < count)
+                free_token(end);
+        }
+    }
+    name->next = stop->next;
+    free_token(stop);
+    free_token(open);
+    return CALL_DONE;
+}
+
+// ---------------------------------------------------------------------------
+// # and ##.
+
+bool is_quoted_kind(uint16_t kind) {
+    return kind == TOK_STRING || kind == PP_CHAR;
+}
+
+// True if a string built by # closes where it should: its text is walked by
+// the escape rules of the scanner.
+bool string_closes(const char *text, size_t length) {
+    size_t i = 1;
+    while (i < length) {
+        char c = text[i];
+        if (c == '"')
+            return true;
+        if (c != '\\') {
+            i++;
+            continue;
+        }
+        char e = i + 1 < length ? text[i + 1] : 0;
+        if (e >= '0' && e <= '7') {
+            i += 2;
+            for (int n = 1; n < 3 && i < length && text[i] >= '0' && text[i] <= '7'; n++)
+                i++;
+        } else if ((e == 'x' || e == 'X') && i + 2 < length && std::isxdigit(static_cast<unsigned char>(text[i + 2]))) {
+            i += 3;
+            while (i < length && std::isxdigit(static_cast<unsigned char>(text[i])))
+                i++;
+        } else if (e && std::strchr("\"'?\\abfnrtv", e)) {
+            i += 2;
+        } else {
+            i++;
+        }
+    }
+    return false;
+}
+
+// `#param`: the `#` token becomes a string of the raw argument, with the
+// white space between its tokens as written, and quotes and backslashes of
+// strings and characters escaped.
+void stringize(PpToken *hash, const PpToken *argument, const MacroDef *macro) {
+    work_reset();
+    work_append_char('"');
+    for (const PpToken *token = argument; token; token = token->next) {
+        if (token != argument)
+            work_append(token->space, token->space_length);
+        if (!is_quoted_kind(token->kind)) {
+            work_append(token->text, token->length);
+            continue;
+        }
+        for (unsigned i = 0; i < token->length; i++) {
+            char c = token->text[i];
+            if (c == '\\' || c == '"')
+                work_append_char('\\');
+            work_append_char(c);
+        }
+    }
+    if (work_length == WORK_TEXT_LIMIT)
+        work_length--;
+    work_append_char('"');
+
+    PpToken *param = hash->next;
+    hash->next = param->next;
+    free_token(param);
+    hash->kind = TOK_STRING;
+    hash->text = keep_text(work_text, work_length);
+    hash->length = static_cast<uint16_t>(work_length);
+    if (!string_closes(hash->text, hash->length))
+        report("unbalanced \" in string constant", 0, 0);
+}
+
+// `left ## right` at `*link`: the spellings are joined and scanned again, and
+// the tokens that result take the place of the operands.  A parameter
+// operand brings its raw argument: all but the last token of a left one, and
+// all but the first of a right one, stay beside the result.  Returns the
+// first token of the result, and leaves `link` at the link that holds it.
+PpToken *paste_tokens(PpToken **&link, const MacroDef *macro) {
+    PpToken *left = *link;
+    PpToken *op = left->next;
+    PpToken *right = op->next;
+
+    const PpToken *left_operand = left;
+    if (left->kind == PP_PARAM) {
+        PpToken *argument = macro->args[left->length];
+        left_operand = last_of(argument);
+        if (argument != left_operand) {
+            PpToken *last;
+            PpToken *front = copy_range(argument, left_operand, &last);
+            *link = front;
+            last->next = left;
+            link = &last->next;
+        }
+    }
+    const PpToken *right_operand = right;
+    PpToken *right_rest = nullptr;
+    if (right->kind == PP_PARAM) {
+        PpToken *argument = macro->args[right->length];
+        right_operand = argument;
+        if (argument && argument->next)
+            right_rest = copy_tokens(argument->next, nullptr);
+    }
+
+    // Two slashes would scan as a comment; they are joined as /= and the
+    // result then made the comment token, which drops the rest of the line.
+    bool comment = is_kind(left_operand, TOK_SLASH) && is_kind(right_operand, TOK_SLASH);
+    work_reset();
+    if (comment) {
+        work_append("/=", 2);
+    } else {
+        if (left_operand)
+            work_append(left_operand->text, left_operand->length);
+        if (right_operand)
+            work_append(right_operand->text, right_operand->length);
+    }
+
+    left->next = right->next;
+    free_token(op);
+    free_token(right);
+    if (right_rest) {
+        last_of(right_rest)->next = left->next;
+        left->next = right_rest;
+    }
+
+    int32_t saved_comment = in_comment;
+    in_comment = 0;
+    PpToken *result = scan_line(keep_text(work_text, work_length + 1));
+    in_comment = saved_comment;
+    if (result && !result->next && result->kind == PP_EOL) {
+        pptoken_free_list(result);
+        result = nullptr;
+    } else if (result) {
+        PpToken *before = result;
+        while (before->next && before->next->next)
+            before = before->next;
+        if (before->next && before->next->kind == PP_EOL) {
+            pptoken_free_list(before->next);
+            before->next = nullptr;
+        }
+    }
+    if (!result) {
+        macro_error("bad ## arguments in macro %.*s", macro);
+        return left;
+    }
+    if (comment) {
+        result->kind = PP_EOL;
+        result->text[1] = '/';
+    }
+    splice_list(link, result);
+    return result;
+}
+
+// ---------------------------------------------------------------------------
+// Substitution in a copy of a body.
+
+void substitute(PpToken **body, MacroDef *macro) {
+    bool has_param = false;
+    PpToken **link = body;
+    while (PpToken *token = *link) {
+        // The string made by # can itself be an operand of ##.
+        if (token->kind == PP_HASH) {
+            if (is_kind(token->next, PP_PARAM))
+                stringize(token, macro->args[token->next->length], macro);
+            else
+                macro_error("bad # argument in macro %.*s", macro);
+        } else if (token->kind == PP_PASTE) {
+            macro_error("missing ## argument in macro %.*s", macro);
+            link = &token->next;
+            continue;
+        }
+        while (is_kind(token->next, PP_PASTE)) {
+            PpToken *right = token->next->next;
+            if (!right || right->kind == PP_EOL) {
+                macro_error("missing ## argument in macro %.*s", macro);
+                link = &token->next;
+                token = *link;
+                break;
+            }
+            token = paste_tokens(link, macro);
+        }
+        if (token->kind == PP_PARAM)
+            has_param = true;
+        link = &token->next;
+    }
+
+    int count = macro->param_count;
+    if (has_param && count > 0) {
+        // A call of this macro inside one of its own arguments fills a fresh
+        // argument array; the macro's state is not yet set, so such a call
+        // is expanded.
+        PpToken **args = macro->args;
+        size_t size = static_cast<size_t>(count) * sizeof(PpToken *);
+        macro->args = static_cast<PpToken **>(checked_alloc(static_cast<unsigned>(size), nullptr));
+        std::memset(macro->args, 0, size);
+        for (int i = 0; i < count; i++)
+            expand_macros(&args[i], 1);
+        std::free(macro->args);
+        macro->args = args;
+
+        link = body;
+        while (PpToken *token = *link) {
+            if (token->kind != PP_PARAM) {
+                link = &token->next;
+                continue;
+            }
+            PpToken *last = splice_list(link, copy_tokens(args[token->length], nullptr));
+            if (last)
+                link = &last->next;
+        }
+    }
+    for (int i = 0; i < count; i++) {
+        pptoken_free_list(macro->args[i]);
+        macro->args[i] = nullptr;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// A body may end in a call whose arguments stand behind the macro's own
+// call: with `#define G F`, `G(1)` must reach F.  Such a call, and a
+// `defined` whose operand follows, takes its missing tokens from behind the
+// call of `name`.
+
+// Marks a pending `defined (`, which is no macro.
+MacroDef defined_pending;
+
+void complete_open_call(PpToken *body, PpToken *name) {
+    PpToken *after = name->next;
+    const MacroDef *pending = nullptr;
+    int depth = 0;
+    PpToken *last = nullptr;
+    for (PpToken *token = body; token; token = token->next) {
+        last = token;
+        if (token->kind == TOK_LPAREN) {
+            depth++;
+        } else if (token->kind == TOK_RPAREN) {
+            depth--;
+            if (pending && depth == 0)
+                pending = nullptr;
+        } else if (!pending && token->kind == TOK_IDENT) {
+            const PpToken *next = token->next ? token->next : after;
+            if (!is_kind(next, TOK_LPAREN))
+                continue;
+            if (is_defined_name(token)) {
+                pending = &defined_pending;
+                depth = 0;
+            } else if (!next->space_length) {
+                const MacroDef *called = macro_lookup(token);
+                if (called && !(called->state & 1)) {
+                    pending = called;
+                    depth = 0;
+                }
+            }
+        }
+    }
+    if (!body || !after)
+        return;
+    if (pending) {
+        PpToken *end = after;
+        for (; end; end = end->next) {
+            if (end->kind == TOK_LPAREN)
+                depth++;
+            else if (end->kind == TOK_RPAREN && --depth == 0)
+                break;
+        }
+        if (!end)
+            return;
+        last->next = after;
+        name->next = end->next;
+        end->next = nullptr;
+    } else if (is_defined_name(last) && after->kind == TOK_IDENT) {
+        last->next = after;
+        name->next = after->next;
+        after->next = nullptr;
+    }
+}
+
+// Replaces the macro name at `*link` by its expansion.  Returns the last
+// token of the expansion (null if it is empty), or `name` itself when the
+// name stays, in which case `*failed` tells whether the walk must stop.
+enum ExpandResult { EXPANDED, KEPT, STOPPED };
+
+ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **last) {
+    PpToken *name = *link;
+    macro->used = 1;
+    if (macro->param_count != 0) {
+        CallResult result = collect_call(link, macro, mode);
+        if (result == CALL_KEEP)
+            return KEPT;
+        if (result == CALL_FAIL)
+            return STOPPED;
+    }
+    PpToken *body = copy_tokens(macro->body, nullptr);
+    substitute(&body, macro);
+
+    bool listed = macro->state != 0;   // on hidden_macros iff state is not 0
+    macro->state |= 1;
+    complete_open_call(body, name);
+    if (!listed) {
+        macro->hidden_next = hidden_macros;
+        hidden_macros = macro;
+    }
+    if (expand_macros(&body, 1))
+        while (expand_macros(&body, 3)) {
+        }
+    macro->state = 2;
+    if (mode == 0)
+        for (PpToken *token = body; token; token = token->next)
+            token->no_expand = 0;
+    *last = splice_list(link, body);
+    return EXPANDED;
+}
+
+}  // namespace
+
+PpToken *copy_tokens(const PpToken *list, PpToken *tail) {
+    PpToken *head = nullptr;
+    PpToken **link = &head;
+    for (const PpToken *token = list; token; token = token->next) {
+        if (token->kind == PP_EOL)
+            continue;
+        PpToken *copy = pptoken_new();
+        *copy = *token;
+        copy->next = nullptr;
+        *link = copy;
+        link = &copy->next;
+    }
+    *link = tail;
+    return head;
+}
+
+void splice_tokens(PpToken **link, PpToken *list) {
+    splice_list(link, list);
+}
+
+void reset_hidden_macros() {
+    MacroDef *macro = hidden_macros;
+    while (macro) {
+        MacroDef *next = macro->hidden_next;
+        macro->state = 0;
+        macro->hidden_next = nullptr;
+        macro = next;
+    }
+    hidden_macros = nullptr;
+}
+
+int expand_macros(PpToken **link, int mode) {
+    if (mode == 0)
+        reset_hidden_macros();
+    int replaced = 0;
+    expansion_depth++;
+    while (PpToken *token = *link) {
+        if (token->kind != TOK_IDENT) {
+            link = &token->next;
+            continue;
+        }
+        if (int code = builtin_macro_code(token)) {
+            PpToken *result = expand_builtin(link, code, mode);
+            replaced = 1;
+            link = &result->next;
+            continue;
+        }
+        MacroDef *macro = macro_lookup(token);
+        if (!macro || token->no_expand) {
+            link = &token->next;
+            continue;
+        }
+        if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT) {
+            token->no_expand = 1;
+            link = &token->next;
+            continue;
+        }
+        PpToken *last = nullptr;
+        ExpandResult result = expand_one(link, macro, mode, &last);
+        if (result == KEPT) {
+            link = &token->next;
+            continue;
+        }
+        if (result == STOPPED)
+            break;
+        replaced = 1;
+        if (mode == 0)
+            reset_hidden_macros();
+        if (last)
+            link = &last->next;
+    }
+    expansion_depth--;
+    return replaced;
+}
