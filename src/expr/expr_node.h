@@ -146,8 +146,16 @@ bool is_int_or_pointer_const(const ExprNode *e);
 bool is_real_const(const ExprNode *e);
 // Function designator leaf, or a non-lvalue leaf of pointer type.
 bool is_address_const(const ExprNode *e);
-// A private copy of the current diagnostic position, for a later report.
+// A private copy of the current diagnostic position, for a later report;
+// null when there is no current token.
 Token *save_position();
+// The value of a real constant leaf (0.0 for anything else).
+double real_value(const ExprNode *e);
+// A pooled literal that a fold consumes loses one of its further uses.
+void drop_literal_use(StringConst *literal);
+// Makes `node` a leaf holding the pooled 8-byte `value`; its type is left
+// to the caller.
+void make_real_const(ExprNode *node, double value);
 // Turns a test into its negation, in place; returns the test.
 ExprNode *negate_test(ExprNode *e);
 // True if both trees compute the same value with no side effect between
@@ -186,9 +194,9 @@ void forget_aggregate(ExprNode *lvalue);
 ExprNode *binary_expr(ExprNode *node);
 
 // ---------------------------------------------------------------------------
-// Expression parser.
+// Expression parser.  Its operator counter `op_count` is declared with the
+// statement parser's state in stmt/stmt_node.h.
 
-extern int32_t op_count;          // operators parsed; differences measure loop bodies
 extern int32_t cond_depth;        // > 0 inside a right operand of && or ||, or a third operand of ?:
 extern int32_t cond_expr_depth;   // > 0 from a ? until its conditional is complete
 extern int32_t in_member_access;  // set while & is applied for . member access
