@@ -1,0 +1,533 @@
+// Macros from inside: definitions and their errors, the comparison of two
+// definitions, expansion with its white space, stringizing, pasting, calls
+// that span lines or are completed behind a body, the recursion states, and
+// the built-in names.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <regex>
+#include <tuple>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "driver/options.h"
+#include "lexer/token.h"
+#include "preproc/pptoken.h"
+#include "preproc/source.h"
+
+namespace {
+
+class MacroTest : public ::testing::Test {
+protected:
+    std::string path;
+    FILE *errors = nullptr;
+    std::vector<std::string> defined_names;
+
+    void SetUp() override {
+        set_program_name("zcppc");
+        char pattern[] = "/tmp/zcppc-macro-XXXXXX";
+        int fd = mkstemp(pattern);
+        ASSERT_GE(fd, 0);
+        close(fd);
+        path = pattern;
+        errors = std::tmpfile();
+        error_stream = errors;
+        error_count = 0;
+        in_comment = 0;
+        asm_mode = 0;
+        in_directive = 0;
+        cond_stack = nullptr;
+    }
+
+    void TearDown() override {
+        while (read_logical_line(0)) {
+        }
+        for (std::string &name : defined_names)
+            undefine(name);
+        file_override = nullptr;
+        line_override_active = 0;
+        error_stream = stderr;
+        std::fclose(errors);
+        std::remove(path.c_str());
+    }
+
+    void undefine(std::string name) {
+        PpToken token{};
+        token.kind = TOK_IDENT;
+        token.text = name.data();
+        token.length = static_cast<uint16_t>(name.size());
+        macro_undefine(&token);
+    }
+
+    void open_text(const std::string &text) {
+        while (read_logical_line(0)) {
+        }
+        FILE *f = std::fopen(path.c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        std::fwrite(text.data(), 1, text.size(), f);
+        std::fclose(f);
+        input_ended = 0;
+        line_override_active = 0;
+        ASSERT_EQ(open_source(path.c_str(), 0), 1);
+        file_override = const_cast<char *>("t.c");
+    }
+
+    static std::string render(const PpToken *list) {
+        std::string text;
+        for (const PpToken *t = list; t; t = t->next) {
+            text.append(t->space, t->space_length);
+            text.append(t->text, t->length);
+        }
+        return text;
+    }
+
+    // Defines from the text behind "#define "; returns the macro or null.
+    MacroDef *define(const std::string &text) {
+        texts.push_back(text + "\n");
+        PpToken *list = scan_line(texts.back().data());
+        std::string name(list->text, list->length);
+        MacroDef *macro = macro_define(list);
+        if (macro)
+            defined_names.push_back(name);
+        pptoken_free_list(list);
+        return macro;
+    }
+
+    // Runs `source` through the line reader: "#define" and "#undef" lines are
+    // carried out here, all other lines are expanded and written out.
+    std::string run(const std::string &source) {
+        open_text(source);
+        std::string out;
+        while (char *line = read_logical_line(0)) {
+            PpToken *list = scan_line(line);
+            if (list && list->kind == PP_HASH && list->next && list->next->kind == TOK_IDENT) {
+                PpToken *word = list->next;
+                PpToken *name = word->next;
+                std::string spelled(word->text, word->length);
+                in_directive = 1;
+                if (spelled == "define" && name && name->kind == TOK_IDENT) {
+                    std::string id(name->text, name->length);
+                    if (MacroDef *old = macro_lookup(name)) {
+                        (void)old;
+                        undefine(id);
+                    }
+                    if (macro_define(name))
+                        defined_names.push_back(id);
+                } else if (spelled == "undef" && name) {
+                    macro_undefine(name);
+                } else {
+                    in_directive = 0;
+                    expand_macros(&list, 0);
+                    out += render(list);
+                }
+                in_directive = 0;
+                pptoken_free_list(list);
+                continue;
+            }
+            expand_macros(&list, 0);
+            out += render(list);
+            pptoken_free_list(list);
+        }
+        return out;
+    }
+
+    // The messages written so far, each without its position prefix.
+    std::string messages() {
+        std::fflush(errors);
+        std::rewind(errors);
+        std::string text, line;
+        for (int c; (c = std::fgetc(errors)) != EOF;) {
+            line += static_cast<char>(c);
+            if (c != '\n')
+                continue;
+            size_t at = line.find("t.c:");
+            if (at != std::string::npos)
+                line.erase(0, line.find(' ', at) + 1);
+            text += line;
+            line.clear();
+        }
+        std::fclose(errors);
+        errors = std::tmpfile();
+        error_stream = errors;
+        return text;
+    }
+
+    std::vector<std::string> texts;
+};
+
+TEST_F(MacroTest, Expansion) {
+    struct Case {
+        const char *title;
+        std::string source;
+        std::string output;
+    };
+    const Case cases[] = {
+        {"object-like: white space before ( counts", "#define F (x)\nF F\n", "(x) (x)\n"},
+        {"empty body loses the blank in front of the name", "#define EMPTY\na EMPTY b\n", "a b\n"},
+        {"body keeps its inner white space", "#define B  x  +   y \n[B]\n", "[x  +   y]\n"},
+        {"function-like with arguments", "#define ADD(a, b) ((a)+(b))\nADD(1, 2*3)\n",
+         "((1)+(2*3))\n"},
+        {"nested parentheses in an argument", "#define F(a, b) a|b\nF((1,2), (3))\n",
+         "(1,2)|(3)\n"},
+        {"empty parameter list", "#define E() e\nE() E\n", "e E\n"},
+        {"nested calls", "#define ID(x) x\nID(ID(1))\n", "1\n"},
+        {"argument is expanded before substitution",
+         "#define V 4\n#define str(x) #x\n#define xstr(x) str(x)\nxstr(V) str(V)\n",
+         "\"4\" \"V\"\n"},
+        {"operand of ## is not expanded", "#define V 4\n#define cat(a,b) a##b\ncat(V,1)\n", "V1\n"},
+        {"macros that name each other stop", "#define A B\n#define B A\nA B\n", "A B\n"},
+        {"self reference stays", "#define X X+1\nX\n", "X+1\n"},
+        {"recursive function-like", "#define R(x) R(x)+1\nR(2)\n", "R(2)+1\n"},
+        {"name stays without call", "#define f(x) x\nf + f\n", "f + f\n"},
+        {"call completed behind the body", "#define f(x) <x>\n#define g f\ng(1)\n", "<1>\n"},
+        {"blank before ( blocks completion", "#define f(x) <x>\n#define g f\ng (1)\n",
+         "f (1)\n"},
+        {"open call in body completed", "#define F(x) [x]\n#define G F(\nG 1) 2\n", "[1] 2\n"},
+        {"two levels of completion",
+         "#define F(x) [x]\n#define G F\n#define H G\nH(7)\n", "[7]\n"},
+        {"call spans lines", "#define f(x) <x>\nf\n(2)\n", "<2>\n"},
+        {"arguments span lines", "#define f(a,b) a-b\nf(1,\n 2) end\n", "1-2 end\n"},
+        {"name at line end without call", "#define f(x) <x>\nf\nx\n", "f x\n"},
+        {"directive within a call is text", "#define ID(x) x\nID(\n#define Z 1\n) Z\n",
+         "#define Z 1 Z\n"},
+        {"rest of a pulled line is expanded", "#define f(x) <x>\nf(1\n) f(2)\n", "<1> <2>\n"},
+        {"stringize keeps inner white space and comments",
+         "#define F(a) #a\nF(  x  +  /* c */ y  )\n", "\"x  +  /* c */ y\"\n"},
+        {"stringize escapes strings and characters",
+         "#define S(x) #x\nS(\"a\\n\" '\"')\n", "\"\\\"a\\\\n\\\" '\\\"'\"\n"},
+        {"paste numbers", "#define C(a,b) a##b\nC(1,2)\n", "12\n"},
+        {"paste to two tokens", "#define C(a,b) a##b\nC(+,3)\n", "+3\n"},
+        {"paste multi-token arguments", "#define C(a,b) a##b\nC(x y,z w)\n", "xyz w\n"},
+        {"paste in object-like body", "#define P a ## b ## c\nP\n", "abc\n"},
+        {"paste a stringized argument", "#define PS(a) #a ## x\nPS(1)\n", "\"1\"x\n"},
+        {"paste makes a comment token", "#define COMMENT / ## /\nx COMMENT y\n", "x // y\n"},
+        {"defined in text", "#define M\nint x = defined(y) + defined M + defined(M);\n",
+         "int x = 0 + 1 + 1;\n"},
+        {"defined of built-in names", "defined(__LINE__) defined defined\n", "1 1\n"},
+        {"macro that expands to defined gets its operand",
+         "#define D defined\n#define X\nD X D Y\n", "1 0\n"},
+        {"macro that expands to defined(", "#define D defined\n#define X\nD(X)\n", "1\n"},
+        {"lookup does not match a prefix", "#define ab 1\nabc ab a\n", "abc 1 a\n"},
+        {"undefined macro stays", "#define U 1\n#undef U\nU\n", "U\n"},
+        {"line of the use", "#define L __LINE__\n\nL\n", "\n3\n"},
+        {"line of a call that spans lines is the last read",
+         "#define L(x) __LINE__ x\nL(\n1)\n", "3 1\n"},
+        {"constant names", "__STDC__ __TRGT__\n", "1 \"PPC\"\n"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(run(c.source), c.output) << c.title;
+        EXPECT_EQ(messages(), "") << c.title;
+        for (std::string &name : defined_names)
+            undefine(name);
+        defined_names.clear();
+    }
+}
+
+TEST_F(MacroTest, ExpansionErrors) {
+    struct Case {
+        const char *title;
+        std::string source;
+        std::string output;
+        std::string messages;
+    };
+    const Case cases[] = {
+        {"missing argument", "#define F(a,b) a\nF(1) x\n", "F(1) x\n",
+         "missing argument for macro F\n"},
+        {"empty argument", "#define F(a,b) a\nF(1,) x\n", "F(1,) x\n",
+         "missing argument for macro F\n"},
+        {"no arguments for parameters", "#define F(a) a\nF()\n", "F()\n",
+         "missing argument for macro F\n"},
+        {"too many arguments: the rest stays", "#define F(a) <a>\nF(1,2)\n", "<1>2)\n",
+         "too many arguments for macro F\n"},
+        {"arguments for an empty list", "#define E() e\nE(1) x\n", "e x\n",
+         "too many arguments for macro E\n"},
+        {"call runs to the end of the file", "#define F(a) a\nF(1\n", "F(1\n",
+         "missing argument for macro F\n"},
+        {"body ends in (", "#define F(a) a\n#define G F(\nG\n", "F(\n", "bad invocation of macro F\n"},
+        {"# without parameter", "#define H # x\nH\n", "# x\n", "bad # argument in macro H\n"},
+        {"## at the start", "#define P ## x\nP\n", "## x\n", "missing ## argument in macro P\n"},
+        {"## at the end", "#define P x ##\nP\n", "x ##\n", "missing ## argument in macro P\n"},
+        {"paste opens a comment", "#define P / ## *\nP x\n", "/ x\n",
+         "bad ## arguments in macro P\n"},
+        {"stringized backslash leaves the string open", "#define S(x) #x\nS(\\)\n", "\"\\\"\n",
+         "unbalanced \" in string constant\n"},
+        {"defined without a name", "defined 1\n", "0 1\n", "bad defined syntax\n"},
+        {"defined without )", "defined(x y\n", "0 y\n", "missing ) in defined expansion\n"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(run(c.source), c.output) << c.title;
+        EXPECT_EQ(messages(), c.messages) << c.title;
+        for (std::string &name : defined_names)
+            undefine(name);
+        defined_names.clear();
+    }
+}
+
+TEST_F(MacroTest, DefinitionErrorsLeaveNoTrace) {
+    open_text("\n");
+    struct Case {
+        const char *text;
+        const char *messages;
+    };
+    const Case cases[] = {
+        {"F(1) x", "bad macro argument\n"},
+        {"F(a", "bad macro argument syntax\n"},
+        {"F(a b) x", "bad macro argument syntax\n"},
+        {"F(a,) x", "bad macro argument\n"},
+        {"F(", "bad macro argument\n"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(define(c.text), nullptr) << c.text;
+        EXPECT_EQ(messages(), c.messages) << c.text;
+        texts.push_back("F");
+        PpToken token{};
+        token.kind = TOK_IDENT;
+        token.text = texts.back().data();
+        token.length = 1;
+        EXPECT_EQ(macro_lookup(&token), nullptr) << c.text;
+    }
+    MacroDef *macro = define("F(a, b, a) a b");
+    ASSERT_NE(macro, nullptr);
+    EXPECT_EQ(messages(), "redeclared parameter\n");
+    EXPECT_EQ(macro->param_count, 3);
+}
+
+TEST_F(MacroTest, DefinitionRecords) {
+    open_text("\n");
+    MacroDef *object = define("OBJ  a  b ");
+    ASSERT_NE(object, nullptr);
+    EXPECT_EQ(object->param_count, 0);
+    EXPECT_EQ(std::string(object->name), "OBJ");
+    EXPECT_EQ(object->name_length, 3);
+    EXPECT_EQ(render(object->body), "a  b");
+    EXPECT_EQ(object->body->space_length, 0);
+    MacroDef *empty = define("E() x");
+    EXPECT_EQ(empty->param_count, -1);
+    MacroDef *function = define("FN(p, q) q+p+r");
+    EXPECT_EQ(function->param_count, 2);
+    std::vector<std::pair<uint16_t, uint16_t>> kinds;
+    for (PpToken *t = function->body; t; t = t->next)
+        kinds.push_back({t->kind, t->length});
+    EXPECT_EQ(kinds, (std::vector<std::pair<uint16_t, uint16_t>>{
+                         {PP_PARAM, 1}, {TOK_PLUS, 1}, {PP_PARAM, 0}, {TOK_PLUS, 1},
+                         {TOK_IDENT, 1}, {PP_EOL, 0}}));
+    // The body's spellings live in the macro's own block, not in the line.
+    std::string &line = texts.back();
+    for (PpToken *t = function->body; t; t = t->next)
+        EXPECT_FALSE(t->text >= line.data() && t->text < line.data() + line.size());
+    EXPECT_EQ(macro_lookup(function->body->next->next->next->next), nullptr);
+    std::string long_name(300, 'n');
+    MacroDef *longer = define(long_name + " 1");
+    EXPECT_EQ(longer->name_length, 255);
+    EXPECT_EQ(std::string(longer->name), long_name);
+}
+
+TEST_F(MacroTest, SameDefinitions) {
+    open_text("\n");
+    struct Case {
+        const char *first;
+        const char *second;
+        bool same;
+    };
+    const Case cases[] = {
+        {"X 1", "X 1", true},
+        {"X 1", "X 2", false},
+        {"X(a) a", "X(b) b", true},
+        {"X(a,b) a", "X(a,b) b", false},
+        {"X a  +b", "X a +b", true},
+        {"X a+b", "X a +b", false},
+        {"X(a) a", "X(a,b) a", false},
+        {"X", "X 1", false},
+        {"X() x", "X x", false},
+        {"X +", "X -", false},
+        {"X 'a'", "X 'b'", false},
+        {"X \"a\"", "X \"b\"", false},
+        {"X 1 /* c */", "X 1", true},
+        {"X ab", "X ac", false},
+    };
+    for (const Case &c : cases) {
+        // The names differ; only the parameters and bodies are compared.
+        MacroDef *first = define(c.first);
+        MacroDef *second = define(std::string("Y") + (c.second + 1));
+        ASSERT_NE(first, nullptr);
+        ASSERT_NE(second, nullptr);
+        EXPECT_EQ(macro_same(first, second), c.same) << c.first << " | " << c.second;
+        EXPECT_EQ(macro_same(second, first), c.same) << c.second << " | " << c.first;
+        undefine("X");
+        undefine("Y");
+    }
+}
+
+TEST_F(MacroTest, UndefineAndRedefine) {
+    EXPECT_EQ(run("#define A 1\nA\n#undef A\nA\n#define A 2\nA\n#undef B\n"), "1\nA\n2\n");
+    EXPECT_EQ(messages(), "");
+    // Many macros and removals in any order keep the table consistent.
+    std::string source;
+    for (int i = 0; i < 200; i++)
+        source += "#define M" + std::to_string(i) + " " + std::to_string(i) + "\n";
+    for (int i = 0; i < 200; i += 3)
+        source += "#undef M" + std::to_string(i) + "\n";
+    source += "M0 M1 M2 M3 M199 M198\n";
+    EXPECT_EQ(run(source), "M0 1 2 M3 199 M198\n");
+    int count = 0;
+    for (MacroDef *m = macro_list; m; m = m->next)
+        count += m->name[0] == 'M';
+    EXPECT_EQ(count, 133);
+}
+
+TEST_F(MacroTest, ExpandedTokensTakeThePlaceOfTheName) {
+    open_text("#define X a b\n  X c\n");
+    read_logical_line(0);
+    texts.push_back("X a b\n");
+    PpToken *def = scan_line(texts.back().data());
+    defined_names.push_back("X");
+    ASSERT_NE(macro_define(def), nullptr);
+    pptoken_free_list(def);
+    char *line = read_logical_line(0);
+    PpToken *list = scan_line(line);
+    EXPECT_EQ(expand_macros(&list, 0), 1);
+    std::vector<std::tuple<std::string, uint32_t, uint16_t, uint16_t>> tokens;
+    for (PpToken *t = list; t; t = t->next)
+        tokens.push_back({std::string(t->text, t->length), t->line, t->column, t->no_expand});
+    EXPECT_EQ(tokens, (std::vector<std::tuple<std::string, uint32_t, uint16_t, uint16_t>>{
+                          {"a", 2, 2, 0}, {"b", 2, 2, 0}, {"c", 2, 4, 0}, {"", 2, 6, 0}}));
+    EXPECT_EQ(render(list), "  a b c\n");
+    pptoken_free_list(list);
+    // Nothing to replace gives 0.
+    texts.push_back("y z\n");
+    list = scan_line(texts.back().data());
+    EXPECT_EQ(expand_macros(&list, 0), 0);
+    pptoken_free_list(list);
+}
+
+TEST_F(MacroTest, DirectiveLinesDoNotPullLines) {
+    open_text("#define f(x) <x>\nf\n(1)\n");
+    run("");
+    open_text("f\n(1)\n");
+    char *line = read_logical_line(0);
+    PpToken *list = scan_line(line);
+    in_directive = 1;
+    expand_macros(&list, 0);
+    in_directive = 0;
+    EXPECT_EQ(render(list), "f\n");
+    pptoken_free_list(list);
+    EXPECT_STREQ(read_logical_line(0), "(1)\n");
+}
+
+TEST_F(MacroTest, BuiltInNames) {
+    struct Case {
+        const char *text;
+        int code;
+    };
+    const Case cases[] = {
+        {"defined", 1},  {"__DATE__", 2}, {"__TIME__", 3}, {"__FILE__", 4}, {"__LINE__", 5},
+        {"__STDC__", 6}, {"__ZPHN__", 7}, {"__TRGT__", 8}, {"__DATE_", 0},  {"_DATE__", 0},
+        {"definedx", 0}, {"__XXXX__", 0}, {"DEFINED", 0},
+    };
+    for (const Case &c : cases) {
+        texts.push_back(c.text);
+        PpToken *list = scan_line(texts.back().data());
+        EXPECT_EQ(builtin_macro_code(list), c.code) << c.text;
+        pptoken_free_list(list);
+    }
+    texts.push_back("\"__LINE__\"");
+    PpToken *string = scan_line(texts.back().data());
+    EXPECT_EQ(builtin_macro_code(string), 0);
+    pptoken_free_list(string);
+}
+
+TEST_F(MacroTest, DateAndTimeComeFromOneSample) {
+    std::string out = run("__DATE__ __TIME__\n__TIME__ __DATE__\n");
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(
+        out, m,
+        std::regex("(\"[A-Z][a-z]{2} [ 1-3][0-9] [0-9]{4}\") (\"[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\")\n"
+                   "(\"[^\"]*\") (\"[^\"]*\")\n")))
+        << out;
+    EXPECT_EQ(m[1], m[4]);
+    EXPECT_EQ(m[2], m[3]);
+}
+
+TEST_F(MacroTest, FileNameHasBackslashesDoubled) {
+    open_text("__FILE__\n");
+    char name[] = "dir\\sub\\a.c";
+    file_override = name;
+    char *line = read_logical_line(0);
+    PpToken *list = scan_line(line);
+    expand_macros(&list, 0);
+    EXPECT_EQ(render(list), "\"dir\\\\sub\\\\a.c\"\n");
+    EXPECT_EQ(list->kind, TOK_STRING);
+    pptoken_free_list(list);
+}
+
+TEST_F(MacroTest, OptionBits) {
+    struct Case {
+        int32_t *option;
+        const char *value;
+    };
+    const Case cases[] = {
+        {nullptr, "8\n"},  {&opt_f, "10\n"},   {&opt_u, "12\n"},  {&opt_rb, "24\n"},
+        {&opt_ne, "40\n"}, {&opt_nc, "136\n"}, {&opt_cp, "264\n"},
+    };
+    for (const Case &c : cases) {
+        if (c.option)
+            *c.option = 1;
+        EXPECT_EQ(run("__ZPHN__\n"), c.value);
+        if (c.option)
+            *c.option = 0;
+    }
+}
+
+TEST_F(MacroTest, KindsOfResults) {
+    open_text("C(1,2) C(a,b) S(x) __LINE__ __FILE__\n");
+    define("C(a,b) a##b");
+    define("S(x) #x");
+    char *line = read_logical_line(0);
+    PpToken *list = scan_line(line);
+    expand_macros(&list, 0);
+    std::vector<uint16_t> kinds;
+    for (PpToken *t = list; t; t = t->next)
+        kinds.push_back(t->kind);
+    EXPECT_EQ(kinds, (std::vector<uint16_t>{PP_NUMBER, TOK_IDENT, TOK_STRING, PP_NUMBER,
+                                            TOK_STRING, PP_EOL}));
+    pptoken_free_list(list);
+}
+
+TEST_F(MacroTest, UsedMarks) {
+    open_text("A\n");
+    MacroDef *a = define("A 1");
+    MacroDef *b = define("B 2");
+    char *line = read_logical_line(0);
+    PpToken *list = scan_line(line);
+    expand_macros(&list, 0);
+    pptoken_free_list(list);
+    EXPECT_EQ(a->used, 1);
+    EXPECT_EQ(b->used, 0);
+    EXPECT_EQ(hidden_macros, nullptr);
+    EXPECT_EQ(a->state, 0);
+}
+
+TEST_F(MacroTest, HostileInputEnds) {
+    // Exponential growth is not tested here; these must end quickly and
+    // leave the names that cannot expand.
+    std::string chain;
+    for (int i = 0; i < 3000; i++)
+        chain += "#define C" + std::to_string(i + 1) + " C" + std::to_string(i) + "\n";
+    chain += "C3000\n";
+    std::string out = run(chain);
+    EXPECT_EQ(out.substr(0, 1), "C");
+    std::string nested = "#define ID(x) x\n";
+    for (int i = 0; i < 1500; i++)
+        nested += "ID(";
+    nested += "1";
+    for (int i = 0; i < 1500; i++)
+        nested += ")";
+    nested += "\n";
+    EXPECT_EQ(run(nested), "1\n");
+    EXPECT_EQ(run("#define P(a) a ## a ## a\nP(##)\n"), "####\n");
+    EXPECT_EQ(run("#define R(x) x R\nR(R(R(1)))(2)\n"), "1 R R R(2)\n");
+}
+
+}  // namespace
