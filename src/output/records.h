@@ -30,6 +30,7 @@
 struct Symbol;
 struct TypeNode;
 struct ExprNode;
+struct NameRecord;
 
 // ---------------------------------------------------------------------------
 // The five bytes that open every file; the third is the option byte.
@@ -226,6 +227,8 @@ int expr_tag(int op);
 // ---------------------------------------------------------------------------
 // Writer operations.
 
+// The five header bytes.  Also starts the writer afresh: no source file
+// written yet, no space name announced.
 void write_file_header();
 // REC_SOURCE_FILE, unless `name` is null or the same pointer as last time.
 void write_source_file(const char *name);
@@ -235,7 +238,7 @@ void write_position(uint32_t line);
 // One REC_SPACE_NAME for each space modifier not yet announced, oldest first.
 void write_space_names();
 // `name` is the section name, or null for none.
-void write_pragma_section(uint32_t line, uint16_t attr, const char *name, unsigned length);
+void write_pragma_section(uint32_t line, uint16_t attr, const NameRecord *name);
 void write_asm_text(const void *bytes, size_t length);
 void write_name_block(const Symbol *sym);
 void write_type(const TypeNode *type, uint16_t attr);
@@ -252,9 +255,6 @@ void write_address_value(ExprNode *node, int width);
 void write_literal_label(uint16_t label, int alignment);
 void write_literals();
 void write_label_ops(uint16_t jump_label, uint16_t define_label, uint32_t line, int flag);
-
-// Forgets the last source file written, for a new output file.
-void reset_writer();
 
 // ---------------------------------------------------------------------------
 // Reading the file back: decodes `size` bytes of an intermediate file and
