@@ -1,0 +1,2 @@
+#include "dir"
+int after;

@@ -1,0 +1,4 @@
+#include "x.h"
+#include "d2/x.h"
+#include "x.h"
+#include "main.c.h"

@@ -1,0 +1,2 @@
+#line 100 "x.c"
+int h; /* never closed
