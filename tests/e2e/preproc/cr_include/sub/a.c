@@ -1,0 +1,3 @@
+int before;
+#include "h.h"
+int after;

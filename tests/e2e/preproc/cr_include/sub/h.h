@@ -1,0 +1,2 @@
+/* header */
+int in_header;

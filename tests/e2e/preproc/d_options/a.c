@@ -1,0 +1,1 @@
+ONE TWO STR X __LINE__

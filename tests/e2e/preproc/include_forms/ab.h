@@ -1,0 +1,1 @@
+in_ab __FILE__ __LINE__

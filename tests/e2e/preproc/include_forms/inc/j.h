@@ -1,0 +1,1 @@
+in_j __FILE__ __LINE__

@@ -1,0 +1,1 @@
+in_m __FILE__ __LINE__

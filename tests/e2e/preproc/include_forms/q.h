@@ -1,0 +1,1 @@
+in_q __FILE__ __LINE__

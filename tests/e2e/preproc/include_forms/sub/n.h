@@ -1,0 +1,1 @@
+in_n __FILE__ __LINE__

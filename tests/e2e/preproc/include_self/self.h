@@ -1,0 +1,2 @@
+level __LINE__
+#include "self.h"

@@ -1,0 +1,455 @@
+// The line dispatcher from inside: the states of the conditional stack,
+// assembly marking, \# lines, pragmas, -d texts, #line and #error.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "driver/options.h"
+#include "lexer/token.h"
+#include "preproc/pptoken.h"
+#include "preproc/source.h"
+
+namespace {
+
+class DirectivesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        set_program_name("zcppc");
+        static bool opened = false;
+        if (!opened) {
+            // Messages need an open source file; its own lines are never read.
+            char path[] = "/tmp/zcppc-directives-XXXXXX";
+            int fd = mkstemp(path);
+            ASSERT_GE(fd, 0);
+            close(fd);
+            ASSERT_EQ(open_source(path, 0), 1);
+            unlink(path);
+            opened = true;
+        }
+        errors_ = std::tmpfile();
+        error_stream = errors_;
+        error_count = 0;
+        cond_stack = nullptr;
+        asm_mode = 0;
+        opt_e = opt_sa = opt_ad = 0;
+        file_override = const_cast<char *>("t.c");
+        at_line(1);
+    }
+    void TearDown() override {
+        error_stream = stderr;
+        std::fclose(errors_);
+        cond_stack = nullptr;
+        asm_mode = 0;
+        opt_e = opt_sa = opt_ad = 0;
+    }
+
+    // The position that messages of the next line show.
+    void at_line(uint32_t line) {
+        line_override = line;
+        line_override_active = 1;
+    }
+
+    // One logical line through the scanner and the dispatcher.  The text
+    // lives to the end of the test, as the line buffer would.
+    PpToken *dispatch(const char *text) {
+        texts_.emplace_back(std::string(text) + "\n");
+        return dispatch_line(scan_line(texts_.back().data()));
+    }
+
+    // The spellings of what the dispatcher left, blank-separated, without
+    // the line end; "-" for nothing.
+    std::string result(const char *text) {
+        PpToken *list = dispatch(text);
+        if (!list)
+            return "-";
+        std::string out;
+        for (PpToken *token = list; token; token = token->next) {
+            if (token->kind == PP_EOL || (token->kind == TOK_ASM && token->length == 0))
+                continue;
+            if (!out.empty())
+                out += ' ';
+            out.append(token->text, token->length);
+        }
+        pptoken_free_list(list);
+        return out;
+    }
+
+    std::string messages() {
+        std::fflush(errors_);
+        std::rewind(errors_);
+        std::string out;
+        char chunk[256];
+        size_t got;
+        while ((got = std::fread(chunk, 1, sizeof chunk, errors_)) > 0)
+            out.append(chunk, got);
+        std::fclose(errors_);
+        errors_ = std::tmpfile();
+        error_stream = errors_;
+        return out;
+    }
+
+    int depth() {
+        int count = 0;
+        for (CondFrame *frame = cond_stack; frame; frame = frame->link)
+            count++;
+        return count;
+    }
+
+    FILE *errors_ = nullptr;
+    std::deque<std::string> texts_;
+};
+
+// After each sequence of directive lines: the state and `taken` of the
+// innermost conditional, whether text is processed, and the depth.
+TEST_F(DirectivesTest, ConditionalStates) {
+    struct Case {
+        std::vector<const char *> lines;
+        char state;
+        int taken;
+        int depth;
+    };
+    const Case cases[] = {
+        {{"#ifdef CS_DEF"}, 'I', 1, 1},
+        {{"#ifdef CS_UNDEF"}, 'I', 0, 1},
+        {{"#ifndef CS_UNDEF"}, 'I', 1, 1},
+        {{"#ifndef CS_DEF"}, 'I', 0, 1},
+        {{"#ifdef __LINE__"}, 'I', 1, 1},
+        {{"#ifdef defined"}, 'I', 1, 1},
+        {{"#ifdef CS_UNDEF", "#else"}, 'E', 1, 1},
+        {{"#ifdef CS_DEF", "#else"}, 'E', 0, 1},
+        {{"#ifdef CS_UNDEF", "#ifdef CS_DEF"}, 'i', 0, 2},
+        {{"#ifdef CS_UNDEF", "#ifndef CS_UNDEF", "#else"}, 'e', 0, 2},
+        {{"#ifdef CS_UNDEF", "#ifdef CS_DEF", "#else", "#endif"}, 'I', 0, 1},
+        {{"#ifdef CS_UNDEF", "#else", "#ifdef CS_DEF"}, 'I', 1, 2},
+        {{"#ifdef CS_DEF", "#elif"}, 'i', 0, 1},
+        {{"#ifdef CS_DEF", "#elif", "#else"}, 'e', 0, 1},
+        {{"#ifdef CS_DEF", "#elif", "#elif"}, 'i', 0, 1},
+        {{"#ifdef CS_UNDEF", "#if 1"}, 'i', 0, 2},
+        {{"#ifdef CS_UNDEF", "#if 1", "#else"}, 'e', 0, 2},
+        {{"#ifdef", "#else"}, 'E', 1, 1},
+        {{"#ifndef 3"}, 'I', 0, 1},
+    };
+    dispatch("#define CS_DEF");
+    for (const Case &c : cases) {
+        cond_stack = nullptr;
+        std::string trace;
+        for (const char *line : c.lines) {
+            trace += line;
+            trace += " | ";
+            EXPECT_EQ(dispatch(line), nullptr) << trace;
+        }
+        ASSERT_NE(cond_stack, nullptr) << trace;
+        EXPECT_EQ(cond_stack->state, c.state) << trace;
+        EXPECT_EQ(cond_stack->taken, c.taken) << trace;
+        EXPECT_EQ(in_active_code(), c.taken) << trace;
+        EXPECT_EQ(depth(), c.depth) << trace;
+        EXPECT_EQ(result("text"), c.taken ? "text" : "-") << trace;
+    }
+    messages();
+}
+
+TEST_F(DirectivesTest, ConditionalMessages) {
+    struct Case {
+        std::vector<const char *> lines;
+        const char *messages;
+    };
+    const Case cases[] = {
+        {{"#else"}, "#error zcppc t.c:1 bad #else\n"},
+        {{"#endif"}, "#error zcppc t.c:1 bad #endif\n"},
+        {{"#elif"}, "#error zcppc t.c:1 bad #else\n"},
+        {{"#ifdef CM_X", "#else", "#else"}, "#error zcppc t.c:3 bad #else\n"},
+        {{"#ifdef CM_X", "#else", "#elif"}, "#error zcppc t.c:3 bad #else\n"},
+        {{"#ifdef"}, "#error zcppc t.c:1 bad #ifdef syntax\n"},
+        {{"#ifndef \"x\""}, "#error zcppc t.c:1 bad #ifndef syntax\n"},
+        // In a skipped group the operand is not looked at.
+        {{"#ifdef CM_X", "#ifdef"}, ""},
+        {{"#ifdef CM_X", "#ifdef CM_X", "#else", "#else"}, "#error zcppc t.c:4 bad #else\n"},
+        // Extra tokens are only looked at under -sa.
+        {{"#ifdef CM_X junk", "#else junk", "#endif junk"}, ""},
+    };
+    for (const Case &c : cases) {
+        cond_stack = nullptr;
+        uint32_t line = 1;
+        for (const char *text : c.lines) {
+            at_line(line++);
+            dispatch(text);
+        }
+        EXPECT_EQ(messages(), c.messages) << c.lines[0];
+    }
+}
+
+TEST_F(DirectivesTest, StrictModeRefusesExtraTokens) {
+    opt_sa = 1;
+    const char *lines[] = {"#ifdef SM_X junk", "#else junk", "#endif junk",
+                           "#ifndef SM_X /* fine */", "#endif", "#undef SM_X junk"};
+    for (const char *line : lines)
+        dispatch(line);
+    EXPECT_EQ(messages(),
+              "#error zcppc t.c:1 unexpected token\n"
+              "#error zcppc t.c:1 unexpected token\n"
+              "#error zcppc t.c:1 unexpected token\n"
+              "#error zcppc t.c:1 unexpected token\n");
+    EXPECT_EQ(depth(), 0);
+}
+
+TEST_F(DirectivesTest, MissingEndifIsReportedAtTheLastDirective) {
+    at_line(7);
+    dispatch("#ifdef ME_X");
+    at_line(9);
+    dispatch("#else");
+    at_line(30);
+    file_override = const_cast<char *>("later.c");
+    check_open_conditionals();
+    EXPECT_EQ(messages(), "#error zcppc t.c:9 missing #endif directive\n");
+    // The overrides are back, and the frame stays.
+    EXPECT_EQ(line_override, 30u);
+    EXPECT_STREQ(file_override, "later.c");
+    EXPECT_EQ(depth(), 1);
+    cond_stack = nullptr;
+    check_open_conditionals();
+    EXPECT_EQ(messages(), "");
+}
+
+TEST_F(DirectivesTest, DirectiveLines) {
+    struct Case {
+        const char *line;
+        const char *messages;
+    };
+    const Case cases[] = {
+        {"#", ""},
+        {"#  /* nothing */", ""},
+        {"#foo bar", "#error zcppc t.c:1 bad # directive: foo\n"},
+        {"# 12", "#error zcppc t.c:1 bad # syntax\n"},
+        {"#define", "#error zcppc t.c:1 bad #define syntax\n"},
+        {"#define 3", "#error zcppc t.c:1 bad #define syntax\n"},
+        {"#undef", "#error zcppc t.c:1 bad #undef syntax\n"},
+        {"#undef __FILE__", "#error zcppc t.c:1 can't undef macro __FILE__\n"},
+        {"#define __STDC__ 2", "#error zcppc t.c:1 can't redefine macro __STDC__\n"},
+        {"#define defined 1", "#error zcppc t.c:1 can't redefine macro defined\n"},
+        {"#define DL_X 1", ""},
+        {"#define DL_X 1", ""},
+        {"#define DL_X   1", ""},
+        {"#define DL_X 2", "#error zcppc t.c:1 can't redefine macro DL_X\n"},
+        {"#define DL_X", "#error zcppc t.c:1 can't redefine macro DL_X\n"},
+        {"#define DL_F(a) a", ""},
+        {"#define DL_F(b) b", ""},
+        {"#define DL_F(b,c) b", "#error zcppc t.c:1 can't redefine macro DL_F\n"},
+        {"#undef DL_Y", ""},
+        {"#error", "#error zcppc t.c:1 \n"},
+        {"#error  two  words /* c */ x", "#error zcppc t.c:1 two  words /* c */ x\n"},
+        {"#line", "#error zcppc t.c:1 missing line number\n"},
+        {"#line 1.5", "#error zcppc t.c:1 invalid line number\n"},
+        {"#asm", ""},
+        {"#asm", "#error zcppc t.c:1 bad #asm directive\n"},
+        {"#endasm", ""},
+        {"#endasm", "#error zcppc t.c:1 bad #endasm directive\n"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(dispatch(c.line), nullptr) << c.line;
+        EXPECT_EQ(messages(), c.messages) << c.line;
+    }
+    // The first definition stayed in force.
+    EXPECT_EQ(result("DL_X DL_F(4)"), "1 4");
+}
+
+TEST_F(DirectivesTest, ErrorTextIsCutToTheNameBuffer) {
+    std::string line = "#error ";
+    for (int i = 0; i < 30; i++)
+        line += "abcdefgh ";
+    dispatch(line.c_str());
+    std::string expected = "#error zcppc t.c:1 " + line.substr(7, NAME_BUFFER_SIZE - 1) + "\n";
+    EXPECT_EQ(messages(), expected);
+    EXPECT_EQ(error_count, 1);
+}
+
+TEST_F(DirectivesTest, SkippedGroupsDropLinesAndUnknownDirectives) {
+    dispatch("#ifdef SG_UNDEF");
+    const char *lines[] = {"text", "#foo", "# 12", "#error not shown", "#define SG_X 1",
+                           "#include \"nothere.h\"", "#line x", "#asm"};
+    for (const char *line : lines)
+        EXPECT_EQ(dispatch(line), nullptr) << line;
+    dispatch("#endif");
+    EXPECT_EQ(messages(), "");
+    EXPECT_EQ(asm_mode, 0);
+    EXPECT_EQ(result("SG_X"), "SG_X");
+}
+
+TEST_F(DirectivesTest, LineDirectiveSetsTheOverrides) {
+    dispatch("#line 42");
+    EXPECT_EQ(line_override, 41u);
+    EXPECT_EQ(line_override_active, 1);
+    EXPECT_STREQ(file_override, "t.c");
+    dispatch("#line 10 \"dir\\\\f.c\"");
+    EXPECT_EQ(line_override, 9u);
+    EXPECT_STREQ(file_override, "dir\\f.c");
+    const char *same = file_override;
+    dispatch("#line 20 \"dir\\\\f.c\"");
+    EXPECT_EQ(file_override, same);
+    dispatch("#define LD_N 0x10");
+    dispatch("#line LD_N g.c");
+    EXPECT_EQ(line_override, 15u);
+    EXPECT_STREQ(file_override, "dir\\f.c");
+    EXPECT_EQ(messages(), "#error zcppc dir\\f.c:15 string constant expected\n");
+}
+
+TEST_F(DirectivesTest, AssemblyTextIsMarkedAndNotExpanded) {
+    dispatch("#define AT_R r3");
+    dispatch("#asm");
+    PpToken *first = dispatch("  li AT_R,1");
+    ASSERT_NE(first, nullptr);
+    EXPECT_TRUE(first->column & 0x8000);
+    std::string names;
+    for (PpToken *token = first; token; token = token->next) {
+        EXPECT_EQ(token->kind, TOK_ASM);
+        names.append(token->text, token->length);
+    }
+    EXPECT_EQ(names, "liAT_R,1");
+    pptoken_free_list(first);
+    PpToken *second = dispatch("  blr");
+    ASSERT_NE(second, nullptr);
+    EXPECT_FALSE(second->column & 0x8000);
+    pptoken_free_list(second);
+    opt_ad = 1;
+    EXPECT_EQ(result("AT_R"), "r3");
+    dispatch("#endasm");
+    EXPECT_EQ(asm_mode, 0);
+    PpToken *after = dispatch("x");
+    ASSERT_NE(after, nullptr);
+    EXPECT_EQ(after->kind, TOK_IDENT);
+    pptoken_free_list(after);
+    // A second block after #endasm and #asm starts with the mark again.
+    dispatch("#asm");
+    PpToken *again = dispatch("nop");
+    ASSERT_NE(again, nullptr);
+    EXPECT_TRUE(again->column & 0x8000);
+    pptoken_free_list(again);
+    EXPECT_EQ(messages(), "");
+}
+
+TEST_F(DirectivesTest, BackslashHashLinesAreDirectives) {
+    EXPECT_EQ(dispatch("\\#define BH_A 7"), nullptr);
+    EXPECT_EQ(result("BH_A"), "7");
+    dispatch("#define BH_MK(n) \\#define n 8");
+    EXPECT_EQ(dispatch("BH_MK(BH_B)"), nullptr);
+    EXPECT_EQ(result("BH_B"), "8");
+    // Not at the start of a line it is an ordinary token.
+    EXPECT_EQ(result("x \\#define BH_C 1"), "x \\# define BH_C 1");
+    EXPECT_EQ(messages(), "");
+}
+
+TEST_F(DirectivesTest, PragmaUnroll) {
+    struct Case {
+        const char *line;
+        int32_t limit;
+        const char *messages;
+    };
+    const Case cases[] = {
+        {"#pragma unroll 8", 8, ""},
+        {"#pragma unroll", 0, ""},
+        {"#pragma unroll 0x20", 32, ""},
+        {"#pragma unroll 1.5", 32, "#error zcppc t.c:1 bad #pragma unroll directive\n"},
+        {"#pragma unroll 3", 3, ""},
+        {"#pragma unroll x", 0, ""},
+        {"#pragma Unroll 9", 0, ""},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(dispatch(c.line), nullptr) << c.line;
+        EXPECT_EQ(unroll_limit, c.limit) << c.line;
+        EXPECT_EQ(messages(), c.messages) << c.line;
+    }
+}
+
+TEST_F(DirectivesTest, PragmaWords) {
+    dispatch("#define PW_WHO world");
+    dispatch("#pragma message hello  PW_WHO /* c */ !");
+    EXPECT_EQ(messages(), "#message hello  world /* c */ !\n");
+    EXPECT_EQ(error_count, 0);
+    dispatch("#pragma asm");
+    EXPECT_EQ(asm_mode, 1);
+    dispatch("#pragma endasm");
+    EXPECT_EQ(asm_mode, 0);
+    const char *ignored[] = {"#pragma", "#pragma 3", "#pragma unknown words", "#pragma ASM"};
+    for (const char *line : ignored)
+        EXPECT_EQ(dispatch(line), nullptr) << line;
+    EXPECT_EQ(asm_mode, 0);
+    EXPECT_EQ(messages(), "");
+}
+
+// With -e a #pragma goes through as text, unexpanded, unless it is asm or
+// endasm, which change what is assembly text.
+TEST_F(DirectivesTest, PragmaLinesPassThroughWithE) {
+    opt_e = 1;
+    dispatch("#define PE_W message");
+    EXPECT_EQ(result("#pragma PE_W x"), "# pragma PE_W x");
+    EXPECT_EQ(result("#pragma"), "# pragma");
+    EXPECT_EQ(result("#pragma 3"), "# pragma 3");
+    EXPECT_EQ(result("#pragma unroll 1.5"), "# pragma unroll 1.5");
+    EXPECT_EQ(result("#pragma asm"), "-");
+    EXPECT_EQ(asm_mode, 1);
+    EXPECT_EQ(result("#pragma endasm"), "-");
+    EXPECT_EQ(asm_mode, 0);
+    dispatch("#ifdef PE_UNDEF");
+    EXPECT_EQ(result("#pragma x"), "-");
+    dispatch("#endif");
+    EXPECT_EQ(messages(), "");
+}
+
+TEST_F(DirectivesTest, DefinitionsFromOptions) {
+    struct Case {
+        const char *option;
+        const char *use;
+        const char *expansion;
+        const char *messages;
+    };
+    std::string long_value(300, 'v');
+    std::string long_option = "DO_LONG=" + long_value;
+    const Case cases[] = {
+        {"DO_A", "DO_A", "1", ""},
+        {"DO_B=2 + 3", "DO_B", "2 + 3", ""},
+        {"DO_C=", "DO_C", "", ""},
+        {"DO_D(x)=x", "DO_D", "DO_D", "#error zcppc t.c:1 bad symbol definition\n"},
+        {"DO_E+", "DO_E", "DO_E", "#error zcppc t.c:1 bad symbol definition\n"},
+        {"=5", "x", "x", "#error zcppc t.c:1 bad #define syntax\n"},
+        {"DO_A=2", "DO_A", "1", "#error zcppc t.c:1 can't redefine macro DO_A\n"},
+        {long_option.c_str(), "DO_LONG", long_value.c_str(), ""},
+    };
+    for (const Case &c : cases) {
+        define_from_option(c.option);
+        EXPECT_EQ(messages(), c.messages) << c.option;
+        std::string use = std::string(c.use) + " ;";
+        std::string expansion = *c.expansion ? std::string(c.expansion) + " ;" : ";";
+        EXPECT_EQ(result(use.c_str()), expansion) << c.option;
+    }
+    EXPECT_EQ(in_comment, 0);
+    define_from_option("DO_COMMENT=/*");
+    EXPECT_EQ(in_comment, 0);
+    messages();
+}
+
+TEST_F(DirectivesTest, IncludeSyntaxErrors) {
+    struct Case {
+        const char *line;
+        const char *messages;
+    };
+    const Case cases[] = {
+        {"#include", "#error zcppc t.c:1 bad #include syntax\n"},
+        {"#include 3", "#error zcppc t.c:1 bad #include syntax\n"},
+        {"#include <a.h", "#error zcppc t.c:1 missing '>' in #include\n"},
+        {"#include <>", "#error zcppc t.c:1 missing file name in #include\n"},
+        {"#include \"\"", "#error zcppc t.c:1 missing file name in #include\n"},
+        {"#include \"zcppc-no-such-file.h\"", "#error zcppc t.c:1 can't open zcppc-no-such-file.h\n"},
+        {"#include <zcppc no such.h>", "#error zcppc t.c:1 can't open zcppcnosuch.h\n"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(dispatch(c.line), nullptr) << c.line;
+        EXPECT_EQ(messages(), c.messages) << c.line;
+    }
+}
+
+}  // namespace
