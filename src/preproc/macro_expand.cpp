@@ -57,10 +57,12 @@ void work_append_char(char c) {
 // ended the line before.
 char blank_text[] = " ";
 
-// Expansion nests as deep as macros call macros; a bound keeps a hostile
-// source from exhausting the stack.  Deeper names are left as they stand.
-constexpr int EXPANSION_DEPTH_LIMIT = 2000;
+// Expansion nests as deep as macros call macros, a few hundred bytes of
+// stack per level; a bound keeps a hostile source from exhausting the stack.
+// Deeper names are left as they stand, with one error per line.
+constexpr int EXPANSION_DEPTH_LIMIT = 4000;
 int expansion_depth;
+bool depth_reported;
 
 enum CallResult { CALL_DONE, CALL_KEEP, CALL_FAIL };
 
@@ -618,8 +620,10 @@ void reset_hidden_macros() {
 }
 
 int expand_macros(PpToken **link, int mode) {
-    if (mode == 0)
+    if (mode == 0) {
         reset_hidden_macros();
+        depth_reported = false;
+    }
     int replaced = 0;
     expansion_depth++;
     while (PpToken *token = *link) {
@@ -637,6 +641,10 @@ int expand_macros(PpToken **link, int mode) {
         if (!macro || token->no_expand) {
             link = &token->next;
             continue;
+        }
+        if (expansion_depth > EXPANSION_DEPTH_LIMIT && !depth_reported) {
+            depth_reported = true;
+            report("macro expansion too deep", 0, 0);
         }
         if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT) {
             token->no_expand = 1;
