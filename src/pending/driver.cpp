@@ -1,6 +1,5 @@
 // Stand-ins for calls of the driver into layers that are not written yet;
 // each real definition overrides its weak one here.
-#include "decl/type.h"
 #include "driver/options.h"
 #include "lexer/token.h"
 #include "preproc/source.h"
@@ -12,10 +11,6 @@ __attribute__((weak)) void translate_unit() {
     while (read_logical_line(0) != nullptr) {
     }
 }
-
-// Memory space tables of the declaration layer.
-__attribute__((weak)) void init_spaces() {}
-__attribute__((weak)) void set_model(int32_t) {}
 
 // The token stream's last delivered token, which positions diagnostics.
 __attribute__((weak)) Token *last_token = nullptr;
