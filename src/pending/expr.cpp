@@ -20,7 +20,9 @@ bool pending_ungot;
 } // namespace
 
 PENDING int token_source_switch(PpToken *list) {
-    int code = pending_cursor != nullptr ? pending_cursor->kind & 0xFF : TOK_EOF & 0xFF;
+    int code = pending_ungot ? pending_token.code & 0xFF
+               : pending_cursor != nullptr ? pending_cursor->kind & 0xFF
+                                           : TOK_EOF & 0xFF;
     pending_cursor = list;
     pending_ungot = false;
     return code;
@@ -41,7 +43,9 @@ PENDING Token *next_token() {
         pending_token.line = pp->line;
         pending_token.column = pp->column;
         pending_token.length = pp->length;
-        if (pp->kind == TOK_IDENT) {
+        if (pp->kind == PP_NUMBER) {
+            convert_number(&pending_token, pp);
+        } else if (pp->kind == TOK_IDENT) {
             uint16_t keyword = keyword_code(pp->text, pp->length);
             if (keyword != 0)
                 pending_token.code = keyword;
