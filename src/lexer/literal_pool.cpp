@@ -50,7 +50,8 @@ void index_remove(StringConst *entry) {
     *link = entry->bucket_next;
 }
 
-// Keeps the index at no more entries than buckets.
+// Keeps the index at no more entries than buckets, counting the entry about
+// to be linked, which is not on the list yet.
 void index_grow() {
     if (entry_count < bucket_count)
         return;
@@ -82,13 +83,13 @@ StringConst *find_entry(uint32_t hash, const uint8_t *first, unsigned first_leng
 
 // Puts `entry` at the head of the list and into the index.
 void link_entry(StringConst *entry) {
+    entry_count++;
+    index_grow();
     entry->next = literal_pool;
     entry->newer = nullptr;
     if (literal_pool != nullptr)
         literal_pool->newer = entry;
     literal_pool = entry;
-    entry_count++;
-    index_grow();
     index_insert(entry);
 }
 
