@@ -35,18 +35,24 @@ protected:
         errors_ = std::tmpfile();
         error_stream = errors_;
         error_count = 0;
-        cond_stack = nullptr;
         asm_mode = 0;
         opt_e = opt_sa = opt_ad = 0;
         file_override = const_cast<char *>("t.c");
         at_line(1);
     }
     void TearDown() override {
+        close_conditionals();
         error_stream = stderr;
         std::fclose(errors_);
-        cond_stack = nullptr;
         asm_mode = 0;
         opt_e = opt_sa = opt_ad = 0;
+    }
+
+    // Pops every open conditional, so that the frames go back to their
+    // free list; the messages of a stray #endif cannot arise here.
+    void close_conditionals() {
+        while (cond_stack)
+            dir_endif(&no_tokens_);
     }
 
     // The position that messages of the next line show.
@@ -102,6 +108,7 @@ protected:
     }
 
     FILE *errors_ = nullptr;
+    PpToken *no_tokens_ = nullptr;
     std::deque<std::string> texts_;
 };
 
@@ -137,7 +144,7 @@ TEST_F(DirectivesTest, ConditionalStates) {
     };
     dispatch("#define CS_DEF");
     for (const Case &c : cases) {
-        cond_stack = nullptr;
+        close_conditionals();
         std::string trace;
         for (const char *line : c.lines) {
             trace += line;
@@ -174,7 +181,7 @@ TEST_F(DirectivesTest, ConditionalMessages) {
         {{"#ifdef CM_X junk", "#else junk", "#endif junk"}, ""},
     };
     for (const Case &c : cases) {
-        cond_stack = nullptr;
+        close_conditionals();
         uint32_t line = 1;
         for (const char *text : c.lines) {
             at_line(line++);
@@ -211,7 +218,7 @@ TEST_F(DirectivesTest, MissingEndifIsReportedAtTheLastDirective) {
     EXPECT_EQ(line_override, 30u);
     EXPECT_STREQ(file_override, "later.c");
     EXPECT_EQ(depth(), 1);
-    cond_stack = nullptr;
+    close_conditionals();
     check_open_conditionals();
     EXPECT_EQ(messages(), "");
 }
@@ -296,6 +303,8 @@ TEST_F(DirectivesTest, LineDirectiveSetsTheOverrides) {
     EXPECT_EQ(line_override, 15u);
     EXPECT_STREQ(file_override, "dir\\f.c");
     EXPECT_EQ(messages(), "#error zcppc dir\\f.c:15 string constant expected\n");
+    std::free(file_override);
+    file_override = const_cast<char *>("t.c");
 }
 
 TEST_F(DirectivesTest, AssemblyTextIsMarkedAndNotExpanded) {
