@@ -59,7 +59,8 @@ int default_slot(int32_t sclass) {
 } // namespace
 
 void init_spaces() {
-    space_list = nullptr;
+    // A second start gives the old table back.
+    space_list = release_symbols(space_list, nullptr);
     for (const BuiltinSpace &space : builtin_spaces) {
         Symbol *sym = new_symbol(&space_list, intern_name(space.name, unsigned(std::strlen(space.name))),
                                  SC_NONE, nullptr);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -849,6 +850,7 @@ TEST_F(ExprNodes, SavedPositionIsACopy) {
     EXPECT_EQ(copy->line, 42u);
     EXPECT_EQ(copy->column, 7);
     EXPECT_EQ(copy->code, TOK_SLASH);
+    std::free(copy);
     last_token = nullptr;
     EXPECT_EQ(save_position(), nullptr);
     last_token = saved;
