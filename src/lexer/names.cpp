@@ -70,6 +70,52 @@ struct KeywordIndex {
 
 constexpr KeywordIndex keyword_index;
 
+// An index of `name_trie` by spelling, since a name is looked up for every
+// identifier token and a hash probe is cheaper than a walk of the sibling
+// lists.  It holds exactly the names whose terminal node has a record, and
+// gives the record that the trie holds; the trie stays the table that other
+// modules may walk.  Open addressing with linear probing, at most half full.
+struct NameSlot {
+    NameRecord *name;       // null: free slot
+    const char *key;        // the whole spelling
+    uint32_t length;
+    uint32_t hash;
+};
+
+NameSlot *name_slots;
+uint32_t name_slot_count;   // a power of two
+uint32_t name_count;
+
+uint32_t hash_name(const char *text, unsigned length) {
+    uint32_t hash = 2166136261u;
+    for (unsigned i = 0; i < length; i++)
+        hash = (hash ^ static_cast<uint8_t>(text[i])) * 16777619u;
+    return hash ^ (hash >> 15);
+}
+
+NameSlot *find_slot(const char *text, unsigned length, uint32_t hash) {
+    uint32_t mask = name_slot_count - 1;
+    for (uint32_t i = hash & mask;; i = (i + 1) & mask) {
+        NameSlot *slot = &name_slots[i];
+        if (slot->name == nullptr ||
+            (slot->hash == hash && slot->length == length && std::memcmp(slot->key, text, length) == 0))
+            return slot;
+    }
+}
+
+void grow_name_index() {
+    NameSlot *old = name_slots;
+    uint32_t old_count = name_slot_count;
+    name_slot_count = old_count == 0 ? 1024 : 2 * old_count;
+    name_slots = static_cast<NameSlot *>(checked_alloc(name_slot_count * sizeof(NameSlot), nullptr));
+    std::memset(name_slots, 0, name_slot_count * sizeof(NameSlot));
+    for (uint32_t i = 0; i < old_count; i++) {
+        if (old[i].name != nullptr)
+            *find_slot(old[i].key, old[i].length, old[i].hash) = old[i];
+    }
+    std::free(old);
+}
+
 }  // namespace
 
 // Walks the path of `text` and makes what is missing of it.  Each level is
@@ -110,15 +156,31 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length) {
 }
 
 NameRecord *intern_name(const char *text, unsigned length) {
+    if (2 * (name_count + 1) > name_slot_count)
+        grow_name_index();
+    uint32_t hash = hash_name(text, length);
+    NameSlot *slot = find_slot(text, length, hash);
+    if (slot->name != nullptr)
+        return slot->name;
+
     TrieNode *terminal = trie_find(&name_trie, text, length);
-    if (terminal->value != nullptr)
-        return static_cast<NameRecord *>(terminal->value);
-    unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
-    auto *name = static_cast<NameRecord *>(checked_alloc(kept + 2, nullptr));
-    name->length = static_cast<uint8_t>(kept);
-    std::memcpy(name->text, text, kept);
-    name->text[kept] = 0;
-    terminal->value = name;
+    if (terminal->value == nullptr) {
+        unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
+        auto *name = static_cast<NameRecord *>(checked_alloc(kept + 2, nullptr));
+        name->length = static_cast<uint8_t>(kept);
+        std::memcpy(name->text, text, kept);
+        name->text[kept] = 0;
+        terminal->value = name;
+    }
+    auto *name = static_cast<NameRecord *>(terminal->value);
+    const char *key = name->text;
+    if (length > name->length) {
+        char *copy = static_cast<char *>(checked_alloc(length, nullptr));
+        std::memcpy(copy, text, length);
+        key = copy;
+    }
+    *slot = {name, key, length, hash};
+    name_count++;
     return name;
 }
 
