@@ -232,3 +232,52 @@ void concat_strings(Token *token, StringConst *first);
 // Multiplies `value` by 10 to the power `exponent` (divides for a negative
 // one) through a table of powers, rounding at every step.
 double scale_pow10(double value, int32_t exponent);
+
+// ===========================================================================
+// The token stream (token_stream.cpp, token_recovery.cpp): what the parser
+// reads.  Tokens come from the line dispatcher, line by line, and pass a
+// ring of three slots, so that up to three can be given back.
+
+// The token that diagnostics position themselves on, or null.
+extern Token *last_token;
+
+// Set by the parser in front of an expect_token to choose how far a syntax
+// error skips: 0 nothing, TOK_SEMI up to and including the next `;`,
+// TOK_RBRACE up to and including the next `;`, `{` or `}`, and
+// RECOVER_TO_STATEMENT_END like TOK_RBRACE but a brace or the end of input
+// is left to be read again.  Cleared once the skip has stopped.
+constexpr uint8_t RECOVER_TO_STATEMENT_END = 255;
+extern uint8_t recovery_target;
+
+// One recorded token of an inline function's body.  A TOK_ASM text and a
+// TOK_STRING value are private copies, kept in the same block behind the
+// node, since the originals belong to their receiver or may change in the
+// literal pool.  Lists are never freed.
+struct SavedToken {
+    SavedToken *next;
+    const char *file;       // current_file_name() when the token was read
+    Token token;
+};
+
+// 0 normal reading, 1 every token delivered is appended at *record_tail,
+// 2 tokens come from the list at *record_tail instead of the source.
+extern int32_t token_mode;
+// The link cell behind which the next token is recorded, or from which the
+// next one is replayed; moves on to the `next` field of each node.
+extern SavedToken **record_tail;
+// The node being replayed; null outside a replay and at the end of a list.
+extern SavedToken *replay_node;
+
+// The next token.  The record stays valid for at least the next two calls.
+Token *next_token();
+// Gives the last token back; a fourth give-back without reading in between
+// reports "token overflow" and ends the run with status 1.
+void unget_token();
+// Reads a token.  If it does not have `code`, gives it back, reports
+// "missing %s" or "syntax error" and skips by recovery_target.  Returns the
+// token read first in either case.
+Token *expect_token(int code);
+// With a list: saves the stream's state and reads from `list`, which ends
+// the input.  With null: restores that state and returns the low 8 bits of
+// the code of the first token left unread in the list.  Does not nest.
+int token_source_switch(PpToken *list);
