@@ -100,6 +100,9 @@ enum : uint8_t {
     LF_ZERO_DIVIDE = 32,  // constant 0 used as divisor: `position` says where
     LF_ZERO_MODULUS = 64, // constant 0 used as modulus: `position` says where
 };
+// A marked 0 is always an integer leaf: its `left` holds the position, so it
+// cannot also hold a pooled real.  A cast of it to a real type keeps the
+// conversion node above it (see cast_expr).
 
 // ---------------------------------------------------------------------------
 // The node.  Allocated by `new_expr`, which sets only `op` and clears
