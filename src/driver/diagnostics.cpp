@@ -6,10 +6,6 @@
 #include "lexer/token.h"
 #include "preproc/source.h"
 
-// The token that diagnostics position themselves on; owned by the token
-// stream, null when there is none.
-extern Token *last_token;
-
 int32_t error_count;
 uint32_t last_report_line;
 int32_t last_report_column;

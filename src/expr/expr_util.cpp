@@ -9,10 +9,6 @@
 
 #include <cstring>
 
-// The token that diagnostics position themselves on; owned by the token
-// stream, null when there is none.
-extern Token *last_token;
-
 ExprNode *make_int_const(ExprNode *node, int32_t value) {
     if (node == nullptr)
         node = new_expr(OP_LEAF);

@@ -5,9 +5,6 @@
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
 
-// The token that diagnostics are positioned on, kept by the token stream.
-extern Token *last_token;
-
 CondFrame *cond_stack;
 
 namespace {

@@ -5,9 +5,6 @@
 #include "lexer/token.h"
 #include "preproc/source.h"
 
-// The token that diagnostics are positioned on, kept by the token stream.
-extern Token *last_token;
-
 uint32_t current_line() {
     uint32_t line;
     const char *file;
