@@ -33,7 +33,7 @@ int main(int argc, char **argv) {
     bool show_offsets = false;
     const char *name = nullptr;
     for (int i = 1; i < argc; i++) {
-        if (std::strcmp(argv[i], "-a") == 0 && !name) show_offsets = true;
+        if (std::strcmp(argv[i], "-a") == 0) show_offsets = true;
         else if (!name) name = argv[i];
         else return usage();
     }

@@ -585,6 +585,62 @@ TEST_F(Writer, PragmaSection) {
     EXPECT_EQ(Bytes(bytes.end() - long(tail.size()), bytes.end()), tail);
 }
 
+// What the operations write together reads back as a well-formed file.
+TEST_F(Writer, OperationsMakeAWellFormedFile) {
+    opt_xp = 1;
+    write_file_header();
+    static const char file_name[] = "src/m.c";
+    write_source_file(file_name);
+    write_line(3);
+    write_asm_text("\tnop", 4);
+    TypeNode pointer{};
+    pointer.code = TY_POINTER;
+    pointer.next = &type_char;
+    pointer.attr = ATTR_FAR;
+    Symbol p = make_symbol("p", SC_STATIC, &pointer, ATTR_CONST, 41);
+    Symbol q = make_symbol("q", SC_ABSOLUTE, &type_int, 0, 0x200);
+    write_data_begin(&p);
+    StringConst *text = pool_string("round trip", 10);
+    ExprNode leaf{};
+    leaf.literal = text;
+    leaf.lflags = LEAF_LITERAL;
+    write_address_value(&leaf, 4);
+    std::string long_value(300, 'r');
+    write_string_value(long_value.data(), long_value.size());
+    write_literal_label(43, 2);
+    double one = 1.0;
+    write_float_value(&one, 4);
+    write_space(3);
+    write_data_end();
+    write_data_begin(&q);
+    write_data_begin(&q);
+    write_int_value(9, 4);
+    write_data_end();
+    write_symbol_decl(&q, 0);
+    write_literals();
+    Bytes bytes = written();
+
+    char *text_out = nullptr, *text_err = nullptr;
+    size_t out_size = 0, err_size = 0;
+    FILE *out = open_memstream(&text_out, &out_size);
+    FILE *err = open_memstream(&text_err, &err_size);
+    int status = dump_intermediate(bytes.data(), bytes.size(), "w.o", false, out, err);
+    std::fclose(out);
+    std::fclose(err);
+    std::string dump(text_out, out_size), errors(text_err, err_size);
+    std::free(text_out);
+    std::free(text_err);
+    EXPECT_EQ(status, 0) << errors;
+    EXPECT_NE(dump.find("SOURCE_FILE name=\"m.c\" dir=\"src/\"\n"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("DATA_ATTR align=2 attr=0x8000 name=\"p\" label=L41 kind=0x81\n"),
+              std::string::npos) << dump;
+    EXPECT_NE(dump.find("ABSOLUTE name=\"q\" label=none kind=0x91 address=0x00000200\n"
+                        "ABSOLUTE name=\"q\" label=none kind=0x91 address=0x00000200\n"
+                        "  INT width=4 value=9\n"
+                        "DATA_END\n"),
+              std::string::npos) << dump;
+}
+
 TEST(ExprTag, OperatorsMapToTheirTags) {
     struct Case { int op; int tag; };
     const Case cases[] = {
