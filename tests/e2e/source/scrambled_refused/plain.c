@@ -1,1 +1,1 @@
-int x;
+/* an empty unit */
