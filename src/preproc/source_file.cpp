@@ -5,10 +5,9 @@
 #include <unordered_set>
 
 #include "driver/options.h"
+#include "output/records.h"
 #include "preproc/source.h"
 #include "preproc/source_io.h"
-
-void write_space_names();   // output writer, for the debug information
 
 SourceFile *current_source;
 SourceStream *current_stream;
