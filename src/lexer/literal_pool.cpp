@@ -177,6 +177,21 @@ void concat_strings(Token *token, StringConst *first) {
             report("string too long", 0, 0);
         second_length = STRING_CONST_MAX - first_length;
     }
+    if (second_length == 0) {
+        // Nothing to add: the string stays the entry it is.  Counting a use
+        // of it here, as a search for the joined bytes would, would keep it
+        // in the pool as a leftover at the next join and make that join copy
+        // it; a run of pieces with empty strings between them would then
+        // cost time and memory in the square of its length.
+        if (second == first) {
+            if (first->extra_uses != 0)
+                first->extra_uses--;
+        } else if (second->extra_uses == 0) {
+            free_entry(second);
+        }
+        token->value.string = first;
+        return;
+    }
     uint32_t second_hash = hash_bytes(0, second->bytes, second_length);
     uint32_t hash = first->hash * power_of_base(second_length) + second_hash;
 

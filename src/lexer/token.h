@@ -226,7 +226,8 @@ void convert_string_spelling(Token *token, const char *text, unsigned length);
 uint32_t convert_escape(const char **cursor);
 
 // `token->value.string` holds the string that follows `first`; makes it the
-// pool entry of both joined.
+// pool entry of both joined.  Pieces that nothing else uses leave the pool.
+// An empty string adds nothing: the result is `first` as it was.
 void concat_strings(Token *token, StringConst *first);
 
 // Multiplies `value` by 10 to the power `exponent` (divides for a negative

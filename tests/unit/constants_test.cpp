@@ -640,16 +640,31 @@ TEST(ConcatStrings, EqualPieces) {
 TEST(ConcatStrings, EmptyPieces) {
     SectionGuard guard;
     fresh_section("concat-4");
-    // "m" "": the joined value is the first piece itself, now used twice.
+    // "m" "": the string stays the entry of "m", and "" is given back.
     StringConst *m = join({"m", ""});
     EXPECT_EQ(bytes_of(m), "m");
-    EXPECT_EQ(m->extra_uses, 1);
-    EXPECT_EQ(pool_string("", 0)->extra_uses, 0);   // "" was given back
+    EXPECT_EQ(m->extra_uses, 0);
+    EXPECT_EQ(literal_pool, m);
+    EXPECT_EQ(pool_string("", 0)->extra_uses, 0);
+    // "" "n": the joined bytes are those of "n", found with one more use.
     fresh_section("concat-5");
     StringConst *n = join({"", "n"});
     EXPECT_EQ(bytes_of(n), "n");
     EXPECT_EQ(n->extra_uses, 1);
     EXPECT_EQ(pool_string("", 0)->extra_uses, 0);
+    // "" "": one entry, used once.
+    fresh_section("concat-empty-both");
+    StringConst *empty = join({"", ""});
+    EXPECT_EQ(empty->length, 0);
+    EXPECT_EQ(empty->extra_uses, 0);
+    EXPECT_EQ(literal_pool, empty);
+    // Empty pieces between others leave no pieces behind.
+    fresh_section("concat-empty-between");
+    size_t before = pool_size();
+    StringConst *joined = join({"p", "", "q", "", "", "r"});
+    EXPECT_EQ(bytes_of(joined), "pqr");
+    EXPECT_EQ(joined->extra_uses, 0);
+    EXPECT_EQ(pool_size(), before + 1);
 }
 
 TEST(ConcatStrings, JoinedValueAlreadyPooled) {
