@@ -13,10 +13,6 @@
 
 #include <cstring>
 
-// The token stream (declared here until its header carries it).
-Token *next_token();
-void unget_token();
-
 Symbol *space_list;
 uint16_t func_defaults[4];
 uint16_t data_defaults[4];

@@ -4,60 +4,8 @@
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "expr/expr_node.h"
-#include "lexer/token.h"
-#include "preproc/pptoken.h"
 
 #define PENDING __attribute__((weak))
-
-PENDING Token *last_token = nullptr;
-
-// Token stream: reads a switched-to PpToken list, with one token of
-// give-back, and end of input when no list is set.
-namespace {
-PpToken *pending_cursor;
-Token pending_token;
-bool pending_ungot;
-} // namespace
-
-PENDING int token_source_switch(PpToken *list) {
-    int code = pending_ungot ? pending_token.code & 0xFF
-               : pending_cursor != nullptr ? pending_cursor->kind & 0xFF
-                                           : TOK_EOF & 0xFF;
-    pending_cursor = list;
-    pending_ungot = false;
-    return code;
-}
-
-PENDING Token *next_token() {
-    if (pending_ungot) {
-        pending_ungot = false;
-        return &pending_token;
-    }
-    pending_token = Token{};
-    if (pending_cursor == nullptr) {
-        pending_token.code = TOK_EOF;
-    } else {
-        PpToken *pp = pending_cursor;
-        pending_cursor = pp->next;
-        pending_token.code = pp->kind;
-        pending_token.line = pp->line;
-        pending_token.column = pp->column;
-        pending_token.length = pp->length;
-        if (pp->kind == PP_NUMBER) {
-            convert_number(&pending_token, pp);
-        } else if (pp->kind == TOK_IDENT) {
-            uint16_t keyword = keyword_code(pp->text, pp->length);
-            if (keyword != 0)
-                pending_token.code = keyword;
-            else
-                pending_token.value.name = intern_name(pp->text, pp->length);
-        }
-    }
-    last_token = &pending_token;
-    return &pending_token;
-}
-
-PENDING void unget_token() { pending_ungot = true; }
 
 // Known values: nothing is known yet.
 PENDING ExprNode *known_values = nullptr;

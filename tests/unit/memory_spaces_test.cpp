@@ -15,9 +15,6 @@
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
 
-// The token stream reads a switched-to token list.
-int token_source_switch(PpToken *list);
-
 namespace {
 
 class Messages {

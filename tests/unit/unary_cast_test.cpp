@@ -17,9 +17,6 @@
 #include "lexer/token.h"
 #include "tree_print.h"
 
-// The token stream's last delivered token.
-extern Token *last_token;
-
 namespace {
 
 class Messages {
