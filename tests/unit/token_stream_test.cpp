@@ -45,6 +45,13 @@ std::string show(const Token *t) {
     }
 }
 
+// Recorded lists live to the end of a run; a test gives its own back.  Each
+// node is one block, its copied text or string included.
+void free_saved(SavedToken *list) {
+    while (list != nullptr)
+        list = free_and_return(list, list->next);
+}
+
 class TokenStreamTest : public ::testing::Test {
 protected:
     std::string scratch;
@@ -78,6 +85,10 @@ protected:
         token_mode = 0;
         recovery_target = 0;
         opt_ge = 0;
+        // The file name of a #line is kept to the end of a run.
+        std::free(file_override);
+        file_override = nullptr;
+        line_override_active = 0;
         error_stream = stderr;
         std::fclose(errors);
         ASSERT_EQ(chdir(home.c_str()), 0);
@@ -406,6 +417,7 @@ TEST_F(TokenStreamTest, RecordAndReplay) {
         token_mode = 0;
     }
     EXPECT_EQ(replay_node, nullptr);
+    free_saved(head);
 }
 
 // A message during a replay stands at the replayed token, in its file.
@@ -425,6 +437,7 @@ TEST_F(TokenStreamTest, MessagesDuringReplay) {
     report("here", 0, 0);
     token_mode = 0;
     EXPECT_EQ(messages(), "inl.c:7:3: here\n");
+    free_saved(head);
 }
 
 } // namespace
