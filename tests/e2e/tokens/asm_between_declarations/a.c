@@ -1,0 +1,5 @@
+first;
+#asm
+ mr r3,r4
+#endasm
+second;

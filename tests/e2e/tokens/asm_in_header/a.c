@@ -1,0 +1,5 @@
+#include "h.h"
+#asm
+ m1
+#endasm
+#include "h.h"

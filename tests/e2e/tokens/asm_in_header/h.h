@@ -1,0 +1,3 @@
+#asm
+ h1
+#endasm

@@ -1,0 +1,5 @@
+#asm
+ nop
+#endasm
+#ifdef X
+#else

@@ -1,0 +1,1 @@
+#define ONLY_MACROS 1

@@ -1,0 +1,6 @@
+#define S "tail"
+"a"
+#ifdef S
+"b" S
+#endif
+"c"
