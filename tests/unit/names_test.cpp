@@ -84,14 +84,6 @@ TEST(InternName, LongNamesKeepTheFirst254CharactersInTheRecord) {
     EXPECT_EQ(exact->length, 254);
 }
 
-TEST(InternName, KeywordsAreNamesToo) {
-    // The token stream asks keyword_code first; intern_name itself knows no
-    // keywords.
-    NameRecord *record = name("while");
-    EXPECT_EQ(record->length, 5);
-    EXPECT_EQ(name("while"), record);
-}
-
 // ---------------------------------------------------------------------------
 std::vector<int> level_chars(const TrieNode *node) {
     std::vector<int> chars;
