@@ -270,8 +270,10 @@ Token *next_token() {
 
 void unget_token() {
     if (unget_count == RING_SIZE) {
+        // A parser that gives back more than it took: no source can cause
+        // this, so the run ends here, as after any error, with status 1.
         report("token overflow", 0, 0);
-        std::exit(1);
+        std::exit(finish_errors(error_count != 0 ? error_count : 1));
     }
     unget_count++;
     ring_cursor = ring_cursor == 0 ? RING_SIZE - 1 : ring_cursor - 1;
