@@ -1,5 +1,5 @@
 // The line dispatcher from inside: the states of the conditional stack,
-// assembly marking, \# lines, pragmas, -d texts, #line and #error.
+// assembly marking, pragmas, -d texts, #line and the messages of directives.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -191,20 +191,6 @@ TEST_F(DirectivesTest, ConditionalMessages) {
     }
 }
 
-TEST_F(DirectivesTest, StrictModeRefusesExtraTokens) {
-    opt_sa = 1;
-    const char *lines[] = {"#ifdef SM_X junk", "#else junk", "#endif junk",
-                           "#ifndef SM_X /* fine */", "#endif", "#undef SM_X junk"};
-    for (const char *line : lines)
-        dispatch(line);
-    EXPECT_EQ(messages(),
-              "#error zcppc t.c:1 unexpected token\n"
-              "#error zcppc t.c:1 unexpected token\n"
-              "#error zcppc t.c:1 unexpected token\n"
-              "#error zcppc t.c:1 unexpected token\n");
-    EXPECT_EQ(depth(), 0);
-}
-
 TEST_F(DirectivesTest, MissingEndifIsReportedAtTheLastDirective) {
     at_line(7);
     dispatch("#ifdef ME_X");
@@ -263,16 +249,6 @@ TEST_F(DirectivesTest, DirectiveLines) {
     }
     // The first definition stayed in force.
     EXPECT_EQ(result("DL_X DL_F(4)"), "1 4");
-}
-
-TEST_F(DirectivesTest, ErrorTextIsCutToTheNameBuffer) {
-    std::string line = "#error ";
-    for (int i = 0; i < 30; i++)
-        line += "abcdefgh ";
-    dispatch(line.c_str());
-    std::string expected = "#error zcppc t.c:1 " + line.substr(7, NAME_BUFFER_SIZE - 1) + "\n";
-    EXPECT_EQ(messages(), expected);
-    EXPECT_EQ(error_count, 1);
 }
 
 TEST_F(DirectivesTest, SkippedGroupsDropLinesAndUnknownDirectives) {
@@ -338,17 +314,6 @@ TEST_F(DirectivesTest, AssemblyTextIsMarkedAndNotExpanded) {
     ASSERT_NE(again, nullptr);
     EXPECT_TRUE(again->column & 0x8000);
     pptoken_free_list(again);
-    EXPECT_EQ(messages(), "");
-}
-
-TEST_F(DirectivesTest, BackslashHashLinesAreDirectives) {
-    EXPECT_EQ(dispatch("\\#define BH_A 7"), nullptr);
-    EXPECT_EQ(result("BH_A"), "7");
-    dispatch("#define BH_MK(n) \\#define n 8");
-    EXPECT_EQ(dispatch("BH_MK(BH_B)"), nullptr);
-    EXPECT_EQ(result("BH_B"), "8");
-    // Not at the start of a line it is an ordinary token.
-    EXPECT_EQ(result("x \\#define BH_C 1"), "x \\# define BH_C 1");
     EXPECT_EQ(messages(), "");
 }
 
@@ -439,26 +404,6 @@ TEST_F(DirectivesTest, DefinitionsFromOptions) {
     define_from_option("DO_COMMENT=/*");
     EXPECT_EQ(in_comment, 0);
     messages();
-}
-
-TEST_F(DirectivesTest, IncludeSyntaxErrors) {
-    struct Case {
-        const char *line;
-        const char *messages;
-    };
-    const Case cases[] = {
-        {"#include", "#error zcppc t.c:1 bad #include syntax\n"},
-        {"#include 3", "#error zcppc t.c:1 bad #include syntax\n"},
-        {"#include <a.h", "#error zcppc t.c:1 missing '>' in #include\n"},
-        {"#include <>", "#error zcppc t.c:1 missing file name in #include\n"},
-        {"#include \"\"", "#error zcppc t.c:1 missing file name in #include\n"},
-        {"#include \"zcppc-no-such-file.h\"", "#error zcppc t.c:1 can't open zcppc-no-such-file.h\n"},
-        {"#include <zcppc no such.h>", "#error zcppc t.c:1 can't open zcppcnosuch.h\n"},
-    };
-    for (const Case &c : cases) {
-        EXPECT_EQ(dispatch(c.line), nullptr) << c.line;
-        EXPECT_EQ(messages(), c.messages) << c.line;
-    }
 }
 
 }  // namespace
