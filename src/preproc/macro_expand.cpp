@@ -64,6 +64,13 @@ constexpr int EXPANSION_DEPTH_LIMIT = 4000;
 int expansion_depth;
 bool depth_reported;
 
+// Bodies that use their parameters twice grow exponentially with nesting;
+// the tokens copied for one line are counted, and past this many the line
+// goes on unexpanded, with one error, instead of exhausting memory.
+constexpr uint32_t EXPANSION_TOKEN_LIMIT = 1u << 20;
+uint32_t tokens_copied;
+bool size_reported;
+
 enum CallResult { CALL_DONE, CALL_KEEP, CALL_FAIL };
 
 void macro_error(const char *format, const MacroDef *macro) {
@@ -123,6 +130,7 @@ PpToken *copy_range(const PpToken *first, const PpToken *stop, PpToken **last) {
         PpToken *copy = pptoken_new();
         *copy = *token;
         copy->next = nullptr;
+        tokens_copied++;
         *tail = copy;
         tail = &copy->next;
         *last = copy;
@@ -597,6 +605,7 @@ PpToken *copy_tokens(const PpToken *list, PpToken *tail) {
         PpToken *copy = pptoken_new();
         *copy = *token;
         copy->next = nullptr;
+        tokens_copied++;
         *link = copy;
         link = &copy->next;
     }
@@ -623,6 +632,8 @@ int expand_macros(PpToken **link, int mode) {
     if (mode == 0) {
         reset_hidden_macros();
         depth_reported = false;
+        size_reported = false;
+        tokens_copied = 0;
     }
     int replaced = 0;
     expansion_depth++;
@@ -646,7 +657,12 @@ int expand_macros(PpToken **link, int mode) {
             depth_reported = true;
             report("macro expansion too deep", 0, 0);
         }
-        if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT) {
+        if (tokens_copied > EXPANSION_TOKEN_LIMIT && !size_reported) {
+            size_reported = true;
+            report("macro expansion too long", 0, 0);
+        }
+        if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT ||
+            tokens_copied > EXPANSION_TOKEN_LIMIT) {
             token->no_expand = 1;
             link = &token->next;
             continue;

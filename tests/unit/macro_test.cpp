@@ -528,6 +528,17 @@ TEST_F(MacroTest, HostileInputEnds) {
     nested += "\n";
     EXPECT_EQ(run(nested), "1\n");
     EXPECT_EQ(run("#define P(a) a ## a ## a\nP(##)\n"), "####\n");
+    EXPECT_EQ(messages(), "missing ## argument in macro P\n");
+    // Doubling at each of 40 levels would make 2^40 tokens.
+    std::string doubling = "#define A0 x x\n";
+    for (int i = 1; i <= 40; i++)
+        doubling += "#define A" + std::to_string(i) + " A" + std::to_string(i - 1) + " A" +
+                    std::to_string(i - 1) + "\n";
+    doubling += "A40\nA3\n";
+    out = run(doubling);
+    EXPECT_LT(out.size(), 10u << 20);
+    EXPECT_EQ(out.substr(out.size() - 16), "x x x x x x x x\n");
+    EXPECT_EQ(messages(), "macro expansion too long\n");
     EXPECT_EQ(run("#define R(x) x R\nR(R(R(1)))(2)\n"), "1 R R R(2)\n");
 }
 
