@@ -191,7 +191,8 @@ Token *next_token() {
             char *line = read_logical_line(0);
             if (line == nullptr)
                 return end_of_input(t);     // a string still waiting is lost
-            PpToken *list = dispatch_line(scan_line(line));
+            PpToken *scanned = scan_line(line);
+            PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
             line_tokens = list;
             cur_pp = list;
             continue;
