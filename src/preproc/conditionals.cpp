@@ -52,10 +52,11 @@ void open_defined_test(PpToken **link, bool want_defined, const char *bad_syntax
     if (name && name->kind == TOK_IDENT) {
         bool defined = builtin_macro_code(name) != 0 || macro_lookup(name) != nullptr;
         frame->taken = defined == want_defined;
-        check_line_end(name->next);
     } else {
         report(bad_syntax, 0, 0);
     }
+    if (name)
+        check_line_end(name->next);
 }
 
 }  // namespace

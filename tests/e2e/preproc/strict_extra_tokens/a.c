@@ -8,3 +8,5 @@
 #undef X
 #ifdef X
 #endif
+#ifdef 3 extra
+#endif
