@@ -1,0 +1,905 @@
+// The expression parser: reads tokens and builds the typed tree of one
+// expression.  Each operator node goes to its typing routine the moment its
+// operands are complete (unary_expr, cast_expr, assign_expr, binary_expr),
+// and those may fold, replace or rewrite it, so the parser always goes on
+// with what they return.  Here are the literals, names and their implicit
+// declaration, calls with their argument checks, array and member access,
+// sizeof, precedence climbing, the comma operator, constant expressions and
+// the turning of a value into a test.
+#include <pthread.h>
+
+#include <cstring>
+
+#include "decl/symbol.h"
+#include "decl/type.h"
+#include "driver/options.h"
+#include "expr/expr_node.h"
+#include "lexer/token.h"
+#include "stmt/stmt_node.h"
+
+int32_t cond_depth;
+int32_t cond_expr_depth;
+int32_t in_member_access;
+
+// Kept by the statement and initialiser layers: calls of inline functions
+// whose bodies are stored, and the writing of a static object's initial
+// value, during which uses do not count.
+extern int32_t pending_inline;
+extern int32_t in_data_init;
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Room on the stack.  The parser is plain recursive descent, so its depth
+// follows the nesting of the source.  When the stack of the running thread
+// is nearly used up, the descent goes on in a new thread with a large stack
+// of its own while the old one waits for it; only one thread ever runs, so
+// the parser's global state needs no protection.
+
+constexpr size_t STACK_MARGIN = size_t(1) << 20;      // left free below the limit
+constexpr size_t FRESH_STACK_SIZE = size_t(64) << 20;  // stack of each further thread
+
+char *stack_limit;   // lowest address the running thread may reach, null = not known yet
+
+char *find_stack_limit() {
+    char here;
+    pthread_attr_t attr;
+    void *base = nullptr;
+    size_t size = 0;
+    if (pthread_getattr_np(pthread_self(), &attr) == 0) {
+        pthread_attr_getstack(&attr, &base, &size);
+        pthread_attr_destroy(&attr);
+    }
+    char *low = static_cast<char *>(base);
+    // Without a usable answer assume the common 8 MB below this frame.
+    if (low == nullptr || size < 2 * STACK_MARGIN || low > &here)
+        low = &here - (size_t(8) << 20);
+    return low + STACK_MARGIN;
+}
+
+bool stack_is_low() {
+    if (stack_limit == nullptr)
+        stack_limit = find_stack_limit();
+    return static_cast<char *>(__builtin_frame_address(0)) < stack_limit;
+}
+
+template <typename F>
+void *run_call(void *call) {
+    (*static_cast<F *>(call))();
+    return nullptr;
+}
+
+// Runs `call` on a fresh stack, or in place when no thread can be made.
+template <typename F>
+void on_fresh_stack(F &call) {
+    char *saved = stack_limit;
+    pthread_attr_t attr;
+    pthread_t thread;
+    bool started = false;
+    if (pthread_attr_init(&attr) == 0) {
+        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0) {
+            stack_limit = nullptr;
+            started = pthread_create(&thread, &attr, run_call<F>, &call) == 0;
+        }
+        pthread_attr_destroy(&attr);
+    }
+    if (started)
+        pthread_join(thread, nullptr);
+    stack_limit = saved;
+    if (!started)
+        call();
+}
+
+// ---------------------------------------------------------------------------
+// Precedence of the binary operators, indexed by the operator code and 31.
+// Levels: 12 * / %, 11 + -, 10 << >>, 9 < >= > <=, 8 == !=, 7 &, 6 ^, 5 |,
+// 4 &&, 3 ||, 2 ?: (fixed, not in the table), 1 = and the compound
+// assignments.
+constexpr uint8_t precedence_table[32] = {
+    0,  11, 11, 12, 12, 12, 10, 10,   // 0, + -, * / %, << >>
+    7,  6,  5,  9,  9,  9,  9,  8,    // & ^ |, < >= > <=, ==
+    8,  1,  1,  1,  1,  1,  1,  1,    // !=, += -= *= /= %= <<= >>=
+    1,  1,  1,  4,  3,  0,  0,  1,    // &= ^= |=, &&, ||, =
+};
+
+constexpr int COND_LEVEL = 2;
+
+// Literal types by the low two bits of the token code.
+TypeNode *const literal_types[4] = {&type_int, &type_uint, &type_long, &type_ulong};
+
+bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
+
+bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
+
+ExprNode *missing_operand() {
+    report("missing expression", 0, 0);
+    return make_int_const(nullptr, 0);
+}
+
+TypeNode *pointer_to(TypeNode *target, uint16_t attr) {
+    TypeNode *pointer = new_type(TY_POINTER, target);
+    pointer->args = nullptr;
+    pointer->attr = attr;
+    return pointer;
+}
+
+// Arrays and functions stand for their address in a value.
+void decay_if_needed(ExprNode *e) {
+    int code = e->type->code;
+    if (code == TY_ARRAY || code == TY_FUNCTION)
+        decay_to_pointer(e);
+}
+
+// An enum value reads as the integer type that represents it.
+TypeNode *integer_of_enum(TypeNode *type) {
+    if (type != nullptr && type->code == TY_ENUM)
+        return type->next != nullptr ? type->next : &type_int;
+    return type;
+}
+
+ExprNode *string_leaf(const Token *t) {
+    StringConst *string = t->value.string;
+    if (string->extra_uses != 0xFFFF)
+        string->extra_uses++;
+    ExprNode *e = new_expr(OP_LEAF);
+    TypeNode *array = new_type(TY_ARRAY, opt_u ? &type_uchar : &type_char);
+    array->dim = int32_t(string->length) + 1;
+    e->type = array;
+    e->literal = string;
+    e->value = 0;
+    e->lflags = LEAF_LITERAL;
+    return e;
+}
+
+ExprNode *real_leaf(const Token *t) {
+    StringConst *real = t->value.string;
+    if (real->extra_uses != 0xFFFF)
+        real->extra_uses++;
+    ExprNode *e = new_expr(OP_LEAF);
+    e->type = t->code == TOK_FLOAT ? &type_float : &type_double;
+    e->literal = real;
+    e->value = 0;
+    e->lflags = LEAF_LITERAL;
+    return e;
+}
+
+// `2147483648` is unsigned long and `32768` is long, while behind a minus
+// sign they keep the type whose negation gives the lowest value.
+ExprNode *integer_leaf(const Token *t, int prev_op) {
+    int code = t->code;
+    uint32_t value = uint32_t(t->value.integer);
+    if (prev_op != OP_NEG) {
+        if (code == TOK_INT && value == 32768)
+            code = TOK_LONG;
+        else if (code == TOK_LONG && value == 0x80000000u)
+            code = TOK_ULONG;
+    }
+    ExprNode *e = make_int_const(nullptr, int32_t(value));
+    e->type = literal_types[code & 3];
+    return e;
+}
+
+ExprNode *identifier_leaf(const Token *t) {
+    NameRecord *name = t->value.name;
+    Symbol *sym = find_symbol(name, symbol_list, nullptr);
+    if (sym == nullptr) {
+        // Used but never declared: the error comes when its block closes.
+        sym = new_symbol(&symbol_list, name, SC_NONE, &type_int);
+        sym->value = t->line;
+        sym->column = t->column;
+    }
+    sym->flags |= SYM_USED;
+    note_var_use(sym, 2);
+    sym->use_count++;
+
+    ExprNode *e = new_expr(OP_LEAF);
+    e->sym = sym;
+    e->value = 0;
+    switch (sym->sclass) {
+    case SC_ENUM_MEMBER: {
+        // The members of an enum are chained through their type field; the
+        // last one holds the integer type of the enum.
+        Symbol *member = sym;
+        while (member != nullptr && (member->flags & SYM_LAST_ENUM) == 0)
+            member = member->enum_link;
+        TypeNode *type = member != nullptr ? member->type : nullptr;
+        if (type == nullptr || type->code < 18)
+            type = &type_int;
+        make_int_const(e, int32_t(sym->value));
+        e->type = type;
+        return e;
+    }
+    case SC_TYPEDEF:
+        report("invalid typedef usage", 0, 0);
+        return make_int_const(e, 0);
+    default:
+        break;
+    }
+    e->lflags = LEAF_VARIABLE;
+    if (!in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
+        (sym->sclass == SC_NONE || sym->sclass == SC_EXTERN || sym->sclass == SC_STATIC ||
+         sym->sclass == SC_ABSOLUTE))
+        sym->flags |= SYM_DBG_USED;
+    // A use inside loops weighs more when registers are handed out.
+    if (loop_depth != 0 && !in_data_init)
+        sym->use_count = uint16_t(sym->use_count + 2 * loop_depth);
+    e->type = integer_of_enum(sym->type);
+    if (e->type == nullptr)
+        e->type = &type_int;
+    return e;
+}
+
+bool is_named_call(const ExprNode *callee, const char *name) {
+    if (callee->op != OP_LEAF || (callee->lflags & LF_SYMBOL) == 0 || callee->sym == nullptr ||
+        callee->sym->name == nullptr)
+        return false;
+    size_t length = std::strlen(name);
+    return callee->sym->name->length == length && std::memcmp(callee->sym->name->text, name, length) == 0;
+}
+
+// Checks and converts one argument against the prototype element `*param`
+// and steps the element on.
+ExprNode *check_argument(ExprNode *call, ExprNode *arg, Symbol **param, uint16_t attr) {
+    decay_if_needed(arg);
+    arg = replace_known_value(&arg);
+    Symbol *p = *param;
+    if (p == nullptr || p->type == nullptr)
+        return arg;
+    TypeNode *want = p->type;
+    if (want->code == TY_VOID) {
+        report("too many arguments", 0, 0);
+    } else if (want->code == TY_POINTER && is_int_const(arg) && arg->value == 0) {
+        arg = convert_to(arg, want);
+    } else if (!assignable_type(want, arg->type)) {
+        report("incompatible argument type", 0, 0);
+    } else if (!(want->code < 50 && arg->type->code < 50)) {
+        if (opt_ck != 0)
+            check_assign_range(want, arg);
+        arg = convert_to(arg, want);
+    }
+    *param = p->next;
+    if (*param == nullptr) {
+        // The prototype ended in `...` or has been used up.
+        if (attr & ATTR_NOSTACK)
+            report("W1variable arguments in nostack mode", 0, 0);
+        call->eflags |= EF_OPEN_ARGS;
+    }
+    return arg;
+}
+
+// `callee(` has been read.
+ExprNode *parse_call(ExprNode *callee) {
+    callee = replace_known_value(&callee);
+    ExprNode *call = new_expr(OP_CALL);
+    call->left = callee;
+    call->value = 0;
+    call_count++;
+
+    TypeNode *ftype = callee->type;
+    TypeNode *function = nullptr;   // the function type whose arguments are checked
+    TypeNode *result = &type_int;
+    bool known_type = true;
+    Symbol *sym = (callee->op == OP_LEAF && (callee->lflags & LF_SYMBOL) != 0) ? callee->sym : nullptr;
+    if (ftype->code == TY_FUNCTION) {
+        function = ftype;
+        result = ftype->next;
+        if (sym != nullptr) {
+            if (sym->flags & SYM_DBG_USED)
+                sym->flags = (sym->flags & ~uint32_t(SYM_DBG_USED)) | SYM_DBG_CALLED;
+            if (sym->attr & ATTR_INLINE) {
+                // An inline call is expanded in place, no call is made.
+                if (sym->flags & SYM_INLINE_OPEN)
+                    report("invalid recursive inline function", 0, 0);
+                else if (sym->value != 0)
+                    pending_inline++;
+                call_count--;
+            }
+        }
+        decay_to_pointer(callee);
+    } else if (ftype->code == TY_POINTER && ftype->next != nullptr && ftype->next->code == TY_FUNCTION) {
+        function = ftype->next;
+        result = function->next;
+    } else if (sym != nullptr && (sym->flags & SYM_DECLARED) == 0) {
+        // A call of an undeclared name declares it as a function that
+        // returns int.  Its type must outlive the current function.
+        sym->sclass = SC_EXTERN;
+        uint16_t attr = ATTR_FUNCTION;
+        apply_default_attrs(&attr, SC_EXTERN, TY_FUNCTION);
+        sym->attr = attr;
+        sym->value = 0;
+        function = new_type(TY_FUNCTION | TY_KEEP, &type_int);
+        function->args = nullptr;
+        function->proto_symbols = nullptr;
+        function->proto_tags = nullptr;
+        sym->type = function;
+        sym->flags |= SYM_IMPLICIT_FN | SYM_DECLARED | SYM_USED;
+        if (!in_data_init)
+            sym->flags |= SYM_DBG_CALLED;
+        callee->type = function;
+        decay_to_pointer(callee);
+        result = &type_int;
+    } else {
+        report("invalid function type", 0, 0);
+        known_type = false;
+    }
+    if (result == nullptr)
+        result = &type_int;
+    result = integer_of_enum(result);
+    if (is_struct_code(result->code) && result->members == nullptr)
+        report("incomplete struct/union type", 0, 0);
+    call->type = result;
+
+    uint16_t attr = callee->type->code == TY_POINTER ? callee->type->attr : 0;
+    Symbol *param = function != nullptr ? function->args : nullptr;
+    if (param != nullptr && param->type == nullptr)
+        param = nullptr;   // an old-style list of names is no prototype
+    if (opt_p) {
+        if (!known_type)
+            report("missing prototype", 0, 0);
+        else if (param == nullptr && !is_named_call(callee, "_asm") && (attr & ATTR_INLINE) == 0)
+            report("missing prototype", 0, 0);
+    }
+
+    ExprNode **tail = &call->right;
+    ExprNode *arg = parse_assignment();
+    while (arg != nullptr) {
+        arg = check_argument(call, arg, &param, attr);
+        Token *t = next_token();
+        if (t->code != TOK_COMMA) {
+            unget_token();
+            break;
+        }
+        ExprNode *link = new_expr(OP_ARG);
+        link->left = arg;
+        link->type = arg->type;
+        *tail = link;
+        tail = &link->right;
+        arg = parse_assignment();
+        if (arg == nullptr) {
+            report("missing argument", 0, 0);
+            arg = make_int_const(nullptr, 0);
+        }
+    }
+    *tail = arg;
+    expect_token(TOK_RPAREN);
+    if (param != nullptr && param->type != nullptr && param->type->code != TY_VOID)
+        report("missing argument", 0, 0);
+    // Any call may change any variable.
+    known_values = nullptr;
+    op_count++;
+    return call;
+}
+
+// `node.` or `node->` has been read; `dot` tells which.
+ExprNode *parse_member(ExprNode *node, bool dot) {
+    bool not_lvalue = false;
+    if (dot) {
+        node = address_of_base(node);
+        not_lvalue = (node->op == OP_ADDR && node->left != nullptr && node->left->op == OP_CALL) ||
+                     (node->op != OP_LEAF && (node->eflags & EF_NOT_LVALUE) != 0);
+    } else if (node->type->code == TY_ARRAY) {
+        decay_to_pointer(node);
+    }
+
+    Symbol *member = nullptr;
+    NameRecord *name = nullptr;
+    Token *t = next_token();
+    if (t->code == TOK_IDENT) {
+        name = t->value.name;
+    } else {
+        unget_token();
+        report("missing member name", 0, 0);
+    }
+
+    TypeNode *pointer = node->type;
+    TypeNode *aggregate = nullptr;
+    if (pointer->code == TY_POINTER && pointer->next != nullptr && is_struct_code(pointer->next->code))
+        aggregate = pointer->next;
+    else
+        report("bad struct/union operand", 0, 0);
+    if (aggregate != nullptr && name != nullptr) {
+        if (aggregate->members == nullptr) {
+            report("undefined struct/union", 0, 0);
+        } else {
+            member = find_symbol(name, aggregate->members, nullptr);
+            if (member == nullptr)
+                report("%.*s not a member", intptr_t(name->length), intptr_t(name->text));
+        }
+    }
+
+    bool in_union = aggregate != nullptr && aggregate->code == TY_UNION;
+    uint16_t attr = pointer->code == TY_POINTER ? pointer->attr : 0;
+    if (member != nullptr)
+        attr |= member->attr & ~ATTR_SPACE;
+    uint8_t anon = node->eflags & EF_ANON_ALIAS;
+    if (member != nullptr && member->value != 0) {
+        int32_t offset = int32_t(member->value);
+        bool union_path = in_union || (node->eflags & EF_UNION_PATH) != 0;
+        node->type = pointer_to(&type_char, attr);
+        if (node->op == OP_ADD && is_int_const(node->right)) {
+            node->right->value = int32_t(uint32_t(node->right->value) + uint32_t(offset));
+        } else {
+            ExprNode *add = new_expr(OP_ADD);
+            add->left = node;
+            add->right = make_int_const(nullptr, offset);
+            node = binary_expr(add);
+            node->eflags |= anon;
+        }
+        if (union_path)
+            node->eflags |= EF_UNION_PATH;
+    } else if (member != nullptr && in_union) {
+        node->eflags |= EF_UNION_PATH;
+    }
+    node->type = pointer_to(member != nullptr && member->type != nullptr ? member->type : &type_int, attr);
+
+    ExprNode *deref = new_expr(OP_DEREF);
+    deref->left = node;
+    uint8_t union_flag = node->eflags & EF_UNION_PATH;
+    deref->eflags |= union_flag;
+    ExprNode *result = unary_expr(deref);
+    result->eflags |= union_flag;
+    if ((node->eflags & EF_ANON_ALIAS) != 0 || (member != nullptr && (member->flags & SYM_ANON_ALIAS) != 0))
+        result->eflags |= EF_ANON_ALIAS;
+    if (not_lvalue)
+        result->eflags |= EF_NOT_LVALUE;
+    op_count++;
+    return result;
+}
+
+// The operators that may follow a primary expression.
+ExprNode *parse_postfix(ExprNode *e) {
+    for (;;) {
+        Token *t = next_token();
+        int code = t->code;
+        switch (code) {
+        case TOK_INC:
+        case TOK_DEC: {
+            ExprNode *node = new_expr(code == TOK_INC ? OP_POSTINC : OP_POSTDEC);
+            node->left = e;
+            node->right = make_int_const(nullptr, 1);
+            e = assign_expr(node);
+            op_count++;
+            break;
+        }
+        case TOK_LBRACKET: {
+            ExprNode *add = new_expr(OP_ADD);
+            add->left = e;
+            ExprNode *index = parse_expression(0);
+            if (index == nullptr) {
+                report("missing array subscript", 0, 0);
+                index = make_int_const(nullptr, 0);
+            }
+            add->right = index;
+            ExprNode *deref = new_expr(OP_DEREF);
+            deref->left = binary_expr(add);
+            e = unary_expr(deref);
+            expect_token(TOK_RBRACKET);
+            op_count += 2;
+            break;
+        }
+        case TOK_LPAREN:
+            // A number is never called: `0(` is left to the caller, which
+            // sees an incomplete expression.
+            if (is_int_const(e)) {
+                unget_token();
+                return e;
+            }
+            e = parse_call(e);
+            break;
+        case TOK_DOT:
+        case TOK_ARROW:
+            e = parse_member(e, code == TOK_DOT);
+            break;
+        default:
+            unget_token();
+            return e;
+        }
+    }
+}
+
+ExprNode *parse_sizeof() {
+    Token *t = next_token();
+    bool promoted = false;
+    if (t->code == TOK_AT) {
+        promoted = true;
+        t = next_token();
+    }
+    ExprNode *e = nullptr;
+    if (t->code == TOK_LPAREN) {
+        e = parse_type_name();
+        if (e == nullptr)
+            unget_token();
+    } else {
+        unget_token();
+    }
+    if (e == nullptr) {
+        // The operand is not evaluated, so no variable is replaced by its
+        // known value inside it.
+        opt_nc++;
+        e = parse_unary(0);
+        opt_nc--;
+        if (e == nullptr)
+            e = missing_operand();
+    }
+    TypeNode *type = e->type;
+    if (promoted) {
+        if (type->code == TY_ARRAY || type->code == TY_FUNCTION)
+            type = decay_to_pointer(e);
+        type = promote_type(type, 1);
+    }
+    if ((type->code & 2) != 0 && type->code < 0x50)
+        report("invalid sizeof(type)", 0, 0);
+    int32_t size = type_size(type);
+    // The operand's tree is forgotten: its side effects do not happen.
+    ExprNode *result = make_int_const(nullptr, size);
+    result->type = &type_uint;
+    return result;
+}
+
+// `(` has been read.
+ExprNode *parse_parenthesised() {
+    ExprNode *cast = parse_type_name();
+    if (cast != nullptr) {
+        ExprNode *e = parse_unary(0);
+        if (e == nullptr)
+            e = missing_operand();
+        cast->left = e;
+        return cast_expr(cast);
+    }
+    ExprNode *e = parse_expression(0);
+    if (e == nullptr) {
+        report("invalid expression", 0, 0);
+        e = make_int_const(nullptr, 0);
+    }
+    expect_token(TOK_RPAREN);
+    return e;
+}
+
+ExprNode *parse_unary_here(int prev_op) {
+    Token *t = next_token();
+    int code = t->code;
+    ExprNode *e;
+    switch (code) {
+    case TOK_STRING:
+        e = string_leaf(t);
+        break;
+    case TOK_FLOAT:
+    case TOK_DOUBLE:
+        e = real_leaf(t);
+        break;
+    case TOK_INT:
+    case TOK_UINT:
+    case TOK_LONG:
+    case TOK_ULONG:
+        e = integer_leaf(t, prev_op);
+        break;
+    case TOK_IDENT:
+        e = identifier_leaf(t);
+        break;
+    case TOK_LPAREN:
+        e = parse_parenthesised();
+        break;
+    case TOK_SIZEOF:
+        e = parse_sizeof();
+        break;
+    case TOK_INC:
+    case TOK_DEC: {
+        ExprNode *node = new_expr(code == TOK_INC ? OP_ADD_ASSIGN : OP_SUB_ASSIGN);
+        ExprNode *operand = parse_unary(0);
+        if (operand == nullptr)
+            return missing_operand();
+        node->left = operand;
+        node->right = make_int_const(nullptr, 1);
+        op_count++;
+        return assign_expr(node);
+    }
+    case TOK_NOT:
+    case TOK_TILDE:
+    case TOK_MINUS:
+    case TOK_STAR:
+    case TOK_AMP: {
+        ExprNode *node = new_expr(code & 0xFFBF);
+        ExprNode *operand = parse_unary(node->op);
+        if (operand == nullptr)
+            return missing_operand();
+        node->left = operand;
+        op_count++;
+        return unary_expr(node);
+    }
+    case TOK_PLUS: {
+        ExprNode *operand = parse_unary(0);
+        if (operand == nullptr)
+            operand = missing_operand();
+        int type_code = operand->type->code;
+        if (type_code > 92)
+            report("invalid arithmetic operand", 0, 0);
+        else if (type_code < 48 || type_code == TY_INT_BITS)
+            operand = convert_to(operand, &type_int);
+        operand->eflags |= EF_NOT_LVALUE;
+        return operand;
+    }
+    default:
+        unget_token();
+        return nullptr;
+    }
+    return parse_postfix(e);
+}
+
+int level_of(int op) { return op == OP_COND ? COND_LEVEL : precedence_table[op & 31]; }
+
+bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
+
+ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
+    for (;;) {
+        int op = (*pending)->op;
+        if (!binds_tighter(outer, op))
+            return left;
+        if (is_logical(op))
+            cond_depth++;
+        ExprNode *right = parse_unary(0);
+        if (right == nullptr) {
+            report("missing expression", 0, 0);
+            return left;
+        }
+        ExprNode *next = next_binary_op();
+        if (next != nullptr && binds_tighter(op, next->op))
+            right = parse_binary(op, right, &next);
+        ExprNode *node = *pending;
+        node->left = left;
+        node->right = right;
+        if (op == OP_COND) {
+            cond_expr_depth--;
+            cond_depth--;
+        }
+        left = binary_expr(node);
+        op_count++;
+        if (is_logical(op))
+            cond_depth--;
+        *pending = next;
+        if (next == nullptr)
+            return left;
+    }
+}
+
+// The operands of comma operators other than the last deliver no value.
+void discard_here(ExprNode *node, int discard) {
+    while (node != nullptr && node->op == OP_COMMA) {
+        discard_value(node->left, 1);
+        node = node->right;
+    }
+    if (node == nullptr || !discard)
+        return;
+    if (node->op == OP_POSTINC)
+        node->op = OP_ADD_ASSIGN;
+    else if (node->op == OP_POSTDEC)
+        node->op = OP_SUB_ASSIGN;
+    else if (node->op == OP_CAST)
+        discard_value(node->left, 1);
+}
+
+ExprNode *address_of_base_here(ExprNode *node) {
+    if (node->op == OP_COND) {
+        node->middle = address_of_base(node->middle);
+        node->right = address_of_base(node->right);
+        node->type = node->middle->type;
+        node->eflags |= EF_NOT_LVALUE;
+        return node;
+    }
+    if (node->op == OP_COMMA) {
+        node->right = address_of_base(node->right);
+        node->type = node->right->type;
+        node->eflags |= EF_NOT_LVALUE;
+        return node;
+    }
+    uint8_t anon = node->eflags & EF_ANON_ALIAS;
+    node->eflags &= ~EF_NOT_LVALUE;
+    ExprNode *address = new_expr(OP_ADDR);
+    address->left = node;
+    int32_t saved = in_member_access;
+    in_member_access = 1;
+    ExprNode *result = unary_expr(address);
+    in_member_access = saved;
+    result->eflags |= anon;
+    return result;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+
+ExprNode *parse_unary(int prev_op) {
+    if (stack_is_low()) {
+        ExprNode *result = nullptr;
+        auto call = [&] { result = parse_unary_here(prev_op); };
+        on_fresh_stack(call);
+        return result;
+    }
+    return parse_unary_here(prev_op);
+}
+
+ExprNode *next_binary_op() {
+    Token *t = next_token();
+    int code = t->code;
+    if (code == TOK_QUESTION) {
+        ExprNode *node = new_expr(OP_COND);
+        cond_expr_depth++;
+        ExprNode *middle = parse_expression(0);
+        if (middle == nullptr) {
+            report("missing ? test expression", 0, 0);
+            middle = make_int_const(nullptr, 0);
+        }
+        node->middle = middle;
+        cond_depth++;
+        expect_token(TOK_COLON);
+        return node;
+    }
+    if ((code & 0x40) != 0 && (code & 0x80) == 0)
+        return new_expr(code);
+    unget_token();
+    return nullptr;
+}
+
+bool binds_tighter(int outer, int inner) {
+    if (outer == 0)
+        return true;
+    int outer_level = level_of(outer);
+    int inner_level = level_of(inner);
+    if (outer_level != inner_level)
+        return outer_level < inner_level;
+    // Equal levels: ?:, the assignments, && and || group to the right.
+    return outer == OP_COND || (outer & 31) > 16;
+}
+
+ExprNode *parse_binary(int outer, ExprNode *left, ExprNode **pending) {
+    if (stack_is_low()) {
+        ExprNode *result = nullptr;
+        auto call = [&] { result = parse_binary_here(outer, left, pending); };
+        on_fresh_stack(call);
+        return result;
+    }
+    return parse_binary_here(outer, left, pending);
+}
+
+ExprNode *parse_assignment() {
+    ExprNode *left = parse_unary(0);
+    if (left == nullptr)
+        return nullptr;
+    ExprNode *op = next_binary_op();
+    if (op != nullptr)
+        return parse_binary(0, left, &op);
+    return left;
+}
+
+ExprNode *parse_expression(int discard) {
+    ExprNode *left = parse_assignment();
+    if (left == nullptr)
+        return nullptr;
+    for (;;) {
+        Token *t = next_token();
+        if (t->code != TOK_COMMA) {
+            discard_value(left, discard);
+            unget_token();
+            return left;
+        }
+        ExprNode *comma = new_expr(OP_COMMA);
+        comma->left = left;
+        ExprNode *right = parse_assignment();
+        if (right == nullptr) {
+            report("missing expression", 0, 0);
+            discard_value(left, discard);
+            unget_token();
+            return left;
+        }
+        decay_if_needed(right);
+        comma->right = right;
+        comma->type = right->type;
+        // A left operand without side effects is dropped.
+        if (is_int_const(left) || is_real_const(left) || same_expr(left, left, 1)) {
+            left = right;
+            left->eflags |= EF_NOT_LVALUE;
+        } else {
+            left = comma;
+        }
+    }
+}
+
+int parse_const_expr(int32_t *result, int required) {
+    ExprNode *e = parse_assignment();
+    if (e == nullptr) {
+        if (required)
+            report("missing expression", 0, 0);
+        *result = 0;
+        return 0;
+    }
+    if (!is_int_const(e) || (e->eflags & EF_NOT_LVALUE) != 0) {
+        fold_expr(e, 0);
+        report("invalid constant expression", 0, 0);
+    }
+    // Only a leaf has a value; an operator's value word may hold a pointer.
+    *result = e->op == OP_LEAF ? e->value : 0;
+    return 1;
+}
+
+ExprNode *make_test(ExprNode **slot) {
+    ExprNode *e = *slot;
+    int code = e->type->code;
+    if (code > 92 && code != TY_POINTER && code != TY_ARRAY && code != TY_FUNCTION)
+        return nullptr;
+    while (e->op == OP_COMMA) {
+        e->type = &type_int;
+        slot = &e->right;
+        e = *slot;
+    }
+    decay_if_needed(e);
+    if (e->op == OP_COND && is_int_const(e->right) && e->right->value == 0 && is_int_const(e->middle) &&
+        e->middle->value != 0) {
+        // `t ? 1 : 0` tests `t`.
+        e = e->left;
+        *slot = e;
+    }
+    if (is_comparison(e->op)) {
+        if (e->op == OP_EQ || e->op == OP_NE)
+            fold_bit_test(e);
+        return e;
+    }
+    if (!is_logical(e->op)) {
+        if (opt_ck != 0 && e->op == OP_ASSIGN && is_int_const(e->right))
+            report("W1constant assignment in a test", 0, 0);
+        ExprNode *test = new_expr(OP_NE);
+        test->left = e;
+        test->right = make_int_const(nullptr, 0);
+        *slot = test;
+        e = binary_expr(test);
+        *slot = e;
+    }
+    if (e->op == OP_EQ || e->op == OP_NE)
+        fold_bit_test(e);
+    return e;
+}
+
+void discard_value(ExprNode *node, int discard) {
+    if (stack_is_low()) {
+        auto call = [&] { discard_here(node, discard); };
+        on_fresh_stack(call);
+        return;
+    }
+    discard_here(node, discard);
+}
+
+ExprNode *address_of_base(ExprNode *node) {
+    if (stack_is_low()) {
+        ExprNode *result = nullptr;
+        auto call = [&] { result = address_of_base_here(node); };
+        on_fresh_stack(call);
+        return result;
+    }
+    return address_of_base_here(node);
+}
+
+// `((x & m) >> k) == c` with c 0 or 1 tests the bits of m in place, without
+// the shift.
+void fold_bit_test(ExprNode *node) {
+    ExprNode *c = node->right;
+    ExprNode *shift = node->left;
+    if (!is_int_const(c) || (c->value != 0 && c->value != 1) || shift == nullptr || shift->op != OP_SHR ||
+        !is_int_const(shift->right))
+        return;
+    ExprNode *mask_node = shift->left;
+    if (mask_node == nullptr || mask_node->op != OP_AND || !is_int_const(mask_node->right))
+        return;
+    int32_t k = shift->right->value;
+    if (k < 0 || k > 31)
+        return;
+    uint32_t m = uint32_t(mask_node->right->value);
+    if ((m & ((uint32_t(1) << k) - 1)) != 0)
+        return;
+    if (c->value == 0) {
+        node->left = mask_node;
+        return;
+    }
+    if ((m >> k) != 1)
+        return;
+    c->value = 0;
+    node->op = node->op == OP_EQ ? OP_NE : OP_EQ;
+    node->left = mask_node;
+}
