@@ -105,10 +105,17 @@ void add_param(const PpToken *token) {
         insert_param(i);
 }
 
+// Empties the table.  A table grown for a long parameter list is given
+// back, so that the definitions after it do not clear a large one each.
 void clear_params() {
     ParamTable &t = param_table;
-    if (t.count && t.slots)
+    if (t.slot_mask >= 64) {
+        std::free(t.slots);
+        t.slots = nullptr;
+        t.slot_mask = 0;
+    } else if (t.count && t.slots) {
         std::memset(t.slots, 0, (t.slot_mask + 1) * sizeof *t.slots);
+    }
     t.count = 0;
 }
 
