@@ -1,2 +1,659 @@
-// Assignment typing and known values (being written).
+// Assignment typing, and the known values of variables.
+//
+// assign_expr types `=`, the compound assignments and `++`, `--`, and
+// simplifies at once: `x = x + y` becomes `x += y`, `x *= 8` a shift,
+// `x += 0` vanishes.  Beside it stands the one flow-sensitive tool of the
+// parser, the list `known_values`: what a variable was last assigned, so
+// that reads of it, and reads of const objects, are replaced by the value
+// as the tree is built.
+#include "decl/symbol.h"
+#include "decl/type.h"
+#include "driver/options.h"
 #include "expr/expr_node.h"
+#include "lexer/token.h"
+#include "stmt/stmt_node.h"
+
+// Newest first; each record has `left` the lvalue, `right` its value or
+// null for "known to be unknown", `next_known` the next older record.  The
+// statement parser cuts it (sets it to null) wherever control joins.
+ExprNode *known_values;
+
+namespace {
+
+// Codes of the records of a const object's stored value.
+enum : uint8_t {
+    REC_STRING = 4,
+    REC_STRUCT = 96,
+    REC_UNION = 100,
+    REC_GAP = 112,
+    REC_ARRAY = 132,
+};
+
+bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
+bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
+bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
+bool is_unsigned_code(int code) { return (code & 1) != 0; }
+
+bool is_symbol_leaf(const ExprNode *e) {
+    return e->op == OP_LEAF && (e->lflags & LF_SYMBOL) != 0 && e->sym != nullptr;
+}
+
+// A variable whose value can be followed: no const or volatile object,
+// and no address was taken of it.
+bool is_plain_symbol(const Symbol *sym) {
+    return (sym->attr & (ATTR_CONST | ATTR_VOLATILE)) == 0 && (sym->flags & SYM_ADDR_TAKEN) == 0;
+}
+
+bool pointer_is_plain(const TypeNode *type) {
+    return type != nullptr && type->code == TY_POINTER && (type->attr & (ATTR_CONST | ATTR_VOLATILE)) == 0;
+}
+
+// `*address` with a constant address, the form of a fixed object reached
+// through a pointer that keeps its space.
+bool is_address_deref(const ExprNode *e) {
+    return e->op == OP_DEREF && e->left != nullptr && e->left->op == OP_LEAF &&
+           (e->left->lflags & LF_CONTENTS) == 0 && (e->left->eflags & EF_RETYPED) == 0;
+}
+
+bool is_power_of_two(uint32_t v, int *log) {
+    if (v == 0 || (v & (v - 1)) != 0)
+        return false;
+    int n = 0;
+    while ((v >>= 1) != 0)
+        n++;
+    *log = n;
+    return true;
+}
+
+// A 0 used as divisor keeps the position for the report of the later fold.
+// A real 0.0 gives up its pooled value: the leaf's `left` holds the
+// position from then on.
+void note_zero_divisor(ExprNode *divisor, uint8_t mark) {
+    if ((divisor->lflags & LF_LITERAL) != 0) {
+        drop_literal_use(divisor->literal);
+        divisor->lflags = LEAF_CONST;
+        divisor->value = 0;
+    }
+    divisor->lflags |= mark;
+    divisor->position = save_position();
+}
+
+ExprNode *int_const_of(int32_t value) { return make_int_const(nullptr, value); }
+
+// A copy of a whole tree, for a rewrite that needs an operand twice: a tree
+// is written once only.
+ExprNode *copy_tree(const ExprNode *e) {
+    if (e == nullptr)
+        return nullptr;
+    ExprNode *copy = new_expr(e->op);
+    ExprNode *link = copy->link;
+    *copy = *e;
+    copy->link = link;
+    if (e->op == OP_LEAF || e->op == OP_PRELUDE)
+        return copy;
+    copy->left = copy_tree(e->left);
+    if (e->op == OP_COND)
+        copy->middle = copy_tree(e->middle);
+    if ((e->op & 0x40) != 0 || e->op == OP_COMMA || e->op == OP_ARG || e->op == OP_CALL || e->op == OP_COND ||
+        e->op == OP_POSTINC || e->op == OP_POSTDEC)
+        copy->right = copy_tree(e->right);
+    return copy;
+}
+
+// The unsigned type of a bit-field's unit.
+TypeNode *unit_type(int code) {
+    switch (code) {
+    case TY_CHAR_BITS: return &type_uchar;
+    case TY_SHORT_BITS: return &type_ushort;
+    default: return &type_uint;
+    }
+}
+
+void check_lvalue(const ExprNode *l) {
+    if ((l->eflags & EF_NOT_LVALUE) != 0) {
+        report("invalid lvalue", 0, 0);
+    } else if (l->op == OP_DEREF) {
+        const TypeNode *pointer = l->left != nullptr ? l->left->type : nullptr;
+        if (pointer != nullptr && pointer->code == TY_POINTER && (pointer->attr & ATTR_CONST) != 0)
+            report("const assignment", 0, 0);
+    } else if (l->op != OP_LEAF) {
+        report("invalid lvalue", 0, 0);
+    } else if ((l->lflags & LF_INIT_TARGET) != 0) {
+        // A local's own initialisation may store to a const object.
+    } else if ((l->lflags & LF_CONTENTS) == 0 || (l->eflags & EF_RETYPED) != 0) {
+        report("invalid lvalue", 0, 0);
+    } else if (is_symbol_leaf(l) && (l->sym->attr & ATTR_CONST) != 0) {
+        report("const assignment", 0, 0);
+    }
+}
+
+// `x = x op y` with `x` on the left of a non-commutative operator, or on
+// either side of a commutative one, becomes `x op= y`.
+bool make_compound(ExprNode *e, ExprNode *l) {
+    ExprNode *r = e->right;
+    if (r->op == OP_LEAF)
+        return false;
+    ExprNode *other = nullptr;
+    switch (r->op) {
+    case OP_DIV:
+    case OP_MOD:
+    case OP_SHL:
+    case OP_SHR:
+    case OP_SUB:
+        if (same_expr(l, r->left, 0))
+            other = r->right;
+        break;
+    case OP_XOR:
+    case OP_OR:
+    case OP_ADD:
+    case OP_MUL:
+    case OP_AND:
+        if (same_expr(l, r->left, 0))
+            other = r->right;
+        else if (same_expr(l, r->right, 0))
+            other = r->left;
+        break;
+    default:
+        break;
+    }
+    if (other == nullptr)
+        return false;
+    e->right = other;
+    e->op = uint8_t(compound_op(r->op));
+    return true;
+}
+
+ExprNode *assign_to_pointer(ExprNode *e, ExprNode *l, ExprNode *r, int op, bool rewritten) {
+    if (op == OP_ASSIGN) {
+        if (!(is_int_const(r) && r->value == 0) && !assignable_type(l->type, r->type))
+            report("incompatible pointer types", 0, 0);
+        return e;
+    }
+    if (op != OP_ADD_ASSIGN && op != OP_SUB_ASSIGN) {
+        report("incompatible pointer operation", 0, 0);
+        return e;
+    }
+    if (r->type->code >= 68) {
+        report("incompatible pointer operand", 0, 0);
+        return e;
+    }
+    if (is_int_const(r) && r->value == 0)
+        return l;
+    if (rewritten)
+        return e;   // `p = p + n` was scaled by the addition already
+    int32_t step = l->type->next != nullptr ? type_size(l->type->next) : 1;
+    if (is_int_const(r)) {
+        r->value = int32_t(uint32_t(r->value) * uint32_t(step));
+    } else if (step > 1) {
+        ExprNode *mul = new_expr(OP_MUL);
+        mul->left = r;
+        mul->right = int_const_of(step);
+        e->right = binary_expr(mul);
+    }
+    return e;
+}
+
+// The scalar rewrites by the form of the right operand.
+ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
+    int op = e->op;
+    bool is_real = is_real_code(l->type->code) || is_real_code(r->type->code);
+    if (is_real && op != OP_ASSIGN) {
+        if (op != OP_ADD_ASSIGN && op != OP_SUB_ASSIGN && op != OP_MUL_ASSIGN && op != OP_DIV_ASSIGN)
+            report("invalid floating point operation", 0, 0);
+        if (op == OP_DIV_ASSIGN && is_real_const(r) && real_value(r) == 0.0)
+            note_zero_divisor(r, LF_ZERO_DIVIDE);
+    }
+
+    if (!is_int_const(r) && same_expr(l, r, 1)) {
+        // x op= x
+        switch (op) {
+        case OP_ADD_ASSIGN:
+            if (l->type->code < 68) {
+                e->op = OP_SHL_ASSIGN;
+                e->right = int_const_of(1);
+            }
+            return e;
+        case OP_SUB_ASSIGN:
+        case OP_MOD_ASSIGN:
+        case OP_XOR_ASSIGN:
+            e->op = OP_ASSIGN;
+            e->right = int_const_of(0);
+            return e;
+        case OP_DIV_ASSIGN:
+            e->op = OP_ASSIGN;
+            e->right = int_const_of(1);
+            return e;
+        case OP_AND_ASSIGN:
+        case OP_OR_ASSIGN:
+        case OP_ASSIGN:
+            return convert_to(l, e->type);
+        default:
+            return e;
+        }
+    }
+
+    if (!is_int_const(r))
+        return e;
+    int32_t c = r->value;
+    if (c == 0) {
+        switch (op) {
+        case OP_ADD_ASSIGN:
+        case OP_SUB_ASSIGN:
+        case OP_SHL_ASSIGN:
+        case OP_SHR_ASSIGN:
+        case OP_XOR_ASSIGN:
+        case OP_OR_ASSIGN:
+            return l;
+        case OP_MUL_ASSIGN:
+        case OP_AND_ASSIGN:
+            e->op = OP_ASSIGN;
+            return e;
+        case OP_DIV_ASSIGN:
+            note_zero_divisor(r, LF_ZERO_DIVIDE);
+            return e;
+        case OP_MOD_ASSIGN:
+            note_zero_divisor(r, LF_ZERO_MODULUS);
+            return e;
+        default:
+            return e;
+        }
+    }
+    if (c == 1) {
+        if (op == OP_MUL_ASSIGN || op == OP_DIV_ASSIGN)
+            return l;
+        if (op == OP_MOD_ASSIGN) {
+            e->op = OP_ASSIGN;
+            e->right = int_const_of(0);
+        }
+        return e;
+    }
+    if (c == -1) {
+        if (op == OP_MUL_ASSIGN || op == OP_DIV_ASSIGN) {
+            ExprNode *neg = new_expr(OP_NEG);
+            neg->left = copy_tree(l);
+            neg->type = e->type;
+            e->op = OP_ASSIGN;
+            e->right = neg;
+        }
+        return e;
+    }
+    int log = 0;
+    if (l->type->code < 68 && is_power_of_two(uint32_t(c), &log)) {
+        bool is_unsigned = is_unsigned_code(e->type->code);
+        if (op == OP_MUL_ASSIGN) {
+            e->op = OP_SHL_ASSIGN;
+            e->right = int_const_of(log);
+        } else if (op == OP_DIV_ASSIGN && is_unsigned) {
+            e->op = OP_SHR_ASSIGN;
+            e->right = int_const_of(log);
+        } else if (op == OP_MOD_ASSIGN && is_unsigned) {
+            e->op = OP_AND_ASSIGN;
+            r->value = int32_t(uint32_t(c) - 1);
+        }
+    }
+    return e;
+}
+
+// The value of a compound assignment on a known constant, in 32 bits.
+int32_t compute(int op, int32_t k, int32_t v, bool divide_unsigned, bool k_unsigned) {
+    uint32_t a = uint32_t(k);
+    uint32_t b = uint32_t(v);
+    switch (op) {
+    case OP_ADD_ASSIGN: return int32_t(a + b);
+    case OP_SUB_ASSIGN: return int32_t(a - b);
+    case OP_MUL_ASSIGN: return int32_t(a * b);
+    case OP_DIV_ASSIGN:
+        if (b == 0)
+            return 0;
+        if (divide_unsigned)
+            return int32_t(a / b);
+        if (v == -1)
+            return int32_t(0u - a);
+        return k / v;
+    case OP_MOD_ASSIGN:
+        if (b == 0)
+            return 0;
+        if (divide_unsigned)
+            return int32_t(a % b);
+        if (v == -1)
+            return 0;
+        return k % v;
+    case OP_SHL_ASSIGN: return int32_t(a << (b & 31));
+    case OP_SHR_ASSIGN:
+        if (k_unsigned || k >= 0)
+            return int32_t(a >> (b & 31));
+        return int32_t(~(~a >> (b & 31)));
+    case OP_AND_ASSIGN: return int32_t(a & b);
+    case OP_XOR_ASSIGN: return int32_t(a ^ b);
+    case OP_OR_ASSIGN: return int32_t(a | b);
+    default: return k;
+    }
+}
+
+ExprNode *find_entry(const ExprNode *t) {
+    for (ExprNode *entry = known_values; entry != nullptr; entry = entry->next_known)
+        if (same_expr(t, entry->left, 1))
+            return entry;
+    return nullptr;
+}
+
+void push_entry(ExprNode *lvalue, ExprNode *value) {
+    ExprNode *entry = new_expr(OP_LEAF);
+    entry->type = nullptr;
+    entry->left = lvalue;
+    entry->right = value;
+    entry->next_known = known_values;
+    known_values = entry;
+}
+
+// `x` takes the value `v`: a new node with all fields of `v`, so that later
+// changes of the tree do not reach the stored record.
+ExprNode *replace_by(ExprNode **slot, ExprNode *x, const ExprNode *v) {
+    ExprNode *copy = new_expr(v->op);
+    ExprNode *link = copy->link;
+    *copy = *v;
+    copy->link = link;
+    if (copy->type != nullptr && is_bit_field_code(copy->type->code))
+        copy->type = &type_int;
+    *slot = convert_to(copy, x->type);
+    return *slot;
+}
+
+// `x` reads the byte at `offset` of a string; 0 behind its end.
+ExprNode *string_byte(ExprNode *x, const StringConst *string, int32_t offset) {
+    int32_t value = 0;
+    if (string != nullptr && offset >= 0 && uint32_t(offset) < string->length)
+        value = int8_t(string->bytes[offset]);
+    TypeNode *type = x->type;
+    make_int_const(x, value);
+    x->type = type;
+    truncate_const(x, type, 0);
+    return x;
+}
+
+ExprNode *rest_is_zero(ExprNode **slot, ExprNode *x) {
+    TypeNode *type = x->type;
+    make_int_const(x, 0);
+    *slot = convert_to(x, type);
+    return *slot;
+}
+
+// Reads the scalar at `offset` of a const object from its stored records.
+ExprNode *read_stored(ExprNode **slot, ExprNode *x, ExprNode *rec, int32_t offset) {
+    for (;;) {
+        if (rec == nullptr)
+            return rest_is_zero(slot, x);
+        if (rec->op == OP_LEAF) {
+            if (offset <= 0)
+                break;
+            offset -= type_size(rec->type);
+            if (rec->type != nullptr && is_bit_field_code(rec->type->code)) {
+                // The fields of one unit share its bytes: step to its last.
+                while (rec->link != nullptr && rec->link->op == OP_LEAF && rec->link->type != nullptr &&
+                       is_bit_field_code(rec->link->type->code) &&
+                       (opt_rb ? rec->link->type->bit_offset < rec->type->bit_offset
+                               : rec->link->type->bit_offset > rec->type->bit_offset))
+                    rec = rec->link;
+            }
+            rec = rec->link;
+            continue;
+        }
+        if (rec->op == REC_GAP) {
+            offset -= rec->value;
+            rec = rec->link;
+            continue;
+        }
+        if (rec->op == REC_STRING || rec->op == REC_STRUCT || rec->op == REC_UNION || rec->op == REC_ARRAY) {
+            if (offset >= int32_t(rec->size)) {
+                offset -= int32_t(rec->size);
+                rec = rec->link;
+                continue;
+            }
+            if (rec->op == REC_UNION)
+                return x;
+            if (rec->op == REC_STRING)
+                return string_byte(x, rec->literal, offset);
+            rec = rec->left;
+            continue;
+        }
+        return x;   // no record of a stored value
+    }
+    if (offset != 0)
+        return x;
+    if (x->type != nullptr && is_bit_field_code(x->type->code)) {
+        while (rec != nullptr) {
+            if (rec->op != OP_LEAF || rec->type == nullptr || !is_bit_field_code(rec->type->code))
+                return rest_is_zero(slot, x);
+            if (rec->type->bit_width == x->type->bit_width && rec->type->bit_offset == x->type->bit_offset)
+                break;
+            rec = rec->link;
+        }
+        if (rec == nullptr)
+            return rest_is_zero(slot, x);
+    }
+    return replace_by(slot, x, rec);
+}
+
+}  // namespace
+
+ExprNode *assign_expr(ExprNode *e) {
+    int op = e->op;
+    if (op == OP_POSTINC)
+        op = OP_ADD_ASSIGN;
+    else if (op == OP_POSTDEC)
+        op = OP_SUB_ASSIGN;
+    ExprNode *l = e->left;
+    if (l == nullptr || e->right == nullptr)
+        return e;
+
+    if (is_symbol_leaf(l)) {
+        l->sym->flags |= SYM_ASSIGNED;
+        note_var_use(l->sym, 0x4000);
+    }
+    ExprNode *r = replace_known_value(&e->right);
+    e->right = r;
+    if (!opt_cp) {
+        if (cond_expr_depth != 0)
+            known_values = nullptr;
+        else if (!is_struct_code(l->type->code))
+            note_assignment(e, r);
+        else
+            forget_aggregate(l);
+    }
+    if (opt_ck != 0)
+        check_assign_range(l->type, r);
+
+    bool rewritten = false;
+    if (op == OP_ASSIGN && make_compound(e, l)) {
+        rewritten = true;
+        op = e->op;
+        r = e->right;
+    }
+    if (op == OP_SHL_ASSIGN || op == OP_SHR_ASSIGN) {
+        if (r->type->code >= 80)
+            report("invalid shift count type", 0, 0);
+        if (r->type->code >= 64) {
+            r = convert_to(r, &type_int);
+            e->right = r;
+        }
+    }
+
+    e->type = l->type;
+    if ((e->op == OP_POSTINC || e->op == OP_POSTDEC) && is_bit_field_code(l->type->code))
+        e->type = unit_type(l->type->code);
+    int target = l->type->code;
+    if (target == TY_ARRAY || target == TY_FUNCTION || target == TY_VOID)
+        report("invalid assignment type", 0, 0);
+    check_lvalue(l);
+
+    if (is_struct_code(target)) {
+        if (l->type->members == nullptr)
+            report("incomplete type for assignment", 0, 0);
+        else if (!same_type(l->type, r->type))
+            report("incompatible types in struct/union assignment", 0, 0);
+        if (op != OP_ASSIGN)
+            report("invalid struct/union operation", 0, 0);
+        return e;
+    }
+    if (r->type->code == TY_ARRAY || r->type->code == TY_FUNCTION)
+        decay_to_pointer(r);
+    if (target == TY_POINTER)
+        return assign_to_pointer(e, l, r, op, rewritten);
+
+    int source = r->type->code;
+    if (source == TY_POINTER)
+        report("incompatible pointer assignment", 0, 0);
+    else if (is_struct_code(source))
+        report("incompatible struct/union assignment", 0, 0);
+    else if (source == TY_VOID)
+        report("illegal void usage", 0, 0);
+
+    // The post forms step by the constant 1, which no rewrite below
+    // changes.
+    if (e->op == OP_POSTINC || e->op == OP_POSTDEC)
+        return e;
+    ExprNode *result = simplify_scalar(e, l, r);
+    if (result->op != OP_LEAF && (result->op & 0x40) != 0 && result->right != nullptr &&
+        is_real_const(result->right) && result->left != nullptr && !is_real_code(result->left->type->code)) {
+        ExprNode *cast = new_expr(OP_CAST);
+        cast->type = result->left->type;
+        cast->left = result->right;
+        result->right = cast_expr(cast);
+    }
+    return result;
+}
+
+void note_assignment(ExprNode *e, ExprNode *value) {
+    ExprNode *t = e->left;
+    if (t == nullptr || t->type == nullptr || is_bit_field_code(t->type->code))
+        return;
+    bool tracked = false;
+    if (is_symbol_leaf(t))
+        tracked = (t->eflags & EF_UNION_PATH) == 0 && is_plain_symbol(t->sym);
+    else if (is_address_deref(t))
+        tracked = ((t->eflags | t->left->eflags) & (EF_RETYPED | EF_UNION_PATH)) == 0 &&
+                  pointer_is_plain(t->left->type);
+    if (!tracked)
+        return;
+
+    while (value != nullptr && value->op == OP_ASSIGN && same_type(value->type, t->type))
+        value = value->right;
+
+    ExprNode *known = nullptr;
+    if (value != nullptr && (is_int_const(value) || is_real_const(value) || is_address_const(value)) &&
+        e->op == OP_ASSIGN && cond_depth == 0) {
+        known = value;
+    } else {
+        ExprNode *entry = find_entry(t);
+        if (entry == nullptr || entry->right == nullptr)
+            return;   // nothing was known and nothing is
+        ExprNode *old = entry->right;
+        if (cond_depth == 0 && e->op != OP_POSTINC && e->op != OP_POSTDEC && e->op >= OP_ADD_ASSIGN &&
+            e->op <= OP_OR_ASSIGN && value != nullptr && is_int_const(old) && is_int_const(value)) {
+            bool divide_unsigned = is_unsigned_code(old->type->code) || is_unsigned_code(value->type->code);
+            int32_t result = compute(e->op, old->value, value->value, divide_unsigned,
+                                     is_unsigned_code(old->type->code));
+            known = make_int_const(nullptr, result);
+            known->type = old->type;
+        }
+    }
+    if (known != nullptr) {
+        if (is_real_code(t->type->code) || is_real_code(known->type->code))
+            known = convert_to(known, t->type);
+        else if (is_int_const(known))
+            truncate_const(known, t->type, 0);
+    }
+    push_entry(t, known);
+}
+
+void forget_aggregate(ExprNode *x) {
+    ExprNode *base;
+    if (is_symbol_leaf(x) && is_plain_symbol(x->sym))
+        base = x;
+    else if (is_address_deref(x) && pointer_is_plain(x->left->type))
+        base = x->left;
+    else
+        return;
+    Symbol *sym = (base->lflags & LF_SYMBOL) != 0 ? base->sym : nullptr;
+    for (ExprNode *entry = known_values; entry != nullptr; entry = entry->next_known) {
+        if (entry->right == nullptr)
+            continue;
+        ExprNode *target = entry->left;
+        if (target->op == OP_DEREF)
+            target = target->left;
+        if (target == nullptr || target->op != OP_LEAF)
+            continue;
+        // An object at a fixed address without a symbol forgets every
+        // member reached through such an address.
+        bool same = sym != nullptr ? (target->lflags & LF_SYMBOL) != 0 && target->sym == sym
+                                   : (target->lflags & LF_SYMBOL) == 0 && entry->left->op == OP_DEREF;
+        if (same)
+            push_entry(entry->left, nullptr);
+    }
+}
+
+ExprNode *find_known_value(ExprNode *e) {
+    if (opt_cp || error_count != 0 || e == nullptr || e->type == nullptr)
+        return nullptr;
+    if (e->type->code == TY_POINTER && (e->type->next == nullptr || e->type->next->code != TY_FUNCTION))
+        return nullptr;   // data pointers are not followed, function pointers are
+    if (is_symbol_leaf(e)) {
+        if (!is_plain_symbol(e->sym))
+            return nullptr;
+    } else if (!is_address_deref(e)) {
+        return nullptr;
+    }
+    ExprNode *entry = find_entry(e);
+    if (entry == nullptr || entry->right == nullptr)
+        return nullptr;
+    ExprNode *value = entry->right;
+    if (e->type->code == TY_POINTER && value->type != nullptr && value->type->code == TY_POINTER) {
+        bool e_far = (e->type->attr & ATTR_SPACE) == ATTR_FAR;
+        bool v_far = (value->type->attr & ATTR_SPACE) == ATTR_FAR;
+        if (e_far != v_far)
+            return nullptr;
+    }
+    return value;
+}
+
+ExprNode *replace_known_value(ExprNode **slot) {
+    ExprNode *x = *slot;
+    if (x == nullptr || x->type == nullptr || opt_nc)
+        return x;
+    int code = x->type->code;
+    if (code == TY_ARRAY || is_struct_code(code))
+        return x;
+
+    ExprNode *value = nullptr;
+    if (x->op == OP_LEAF && (x->lflags & 3) == LEAF_VARIABLE && x->sym != nullptr) {
+        Symbol *sym = x->sym;
+        if (sym->attr & ATTR_VOLATILE)
+            return x;
+        if ((sym->attr & ATTR_CONST) != 0 && sym->init != nullptr && sym->init->op == OP_LEAF &&
+            sym->init->type != nullptr && x->value == 0)
+            value = sym->init;
+        else
+            value = find_known_value(x);
+    } else if (x->op == OP_DEREF && x->left != nullptr && x->left->op == OP_LEAF &&
+               (x->left->lflags & LF_CONTENTS) == 0 && (x->left->eflags & EF_RETYPED) == 0 &&
+               (x->eflags & EF_ANON_ALIAS) == 0) {
+        ExprNode *leaf = x->left;
+        if ((leaf->lflags & LF_SYMBOL) != 0 && leaf->sym != nullptr &&
+            (leaf->sym->attr & (ATTR_CONST | ATTR_VOLATILE)) == ATTR_CONST && leaf->sym->init != nullptr)
+            return read_stored(slot, x, leaf->sym->init, leaf->value);
+        if ((leaf->lflags & LF_LITERAL) != 0) {
+            StringConst *string = leaf->literal;
+            int32_t offset = leaf->value;
+            if (string == nullptr || offset < 0 || uint32_t(offset) > string->length)
+                return x;
+            drop_literal_use(string);
+            return string_byte(x, string, offset);
+        }
+        value = find_known_value(x);
+    } else {
+        return x;
+    }
+    if (value == nullptr)
+        return x;
+    return replace_by(slot, x, value);
+}
