@@ -638,7 +638,16 @@ ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
             cond_depth++;
         ExprNode *right = parse_unary(0);
         if (right == nullptr) {
+            // The operator is used up by the error, so no outer level
+            // reports it again.
             report("missing expression", 0, 0);
+            if (is_logical(op))
+                cond_depth--;
+            if (op == OP_COND) {
+                cond_expr_depth--;
+                cond_depth--;
+            }
+            *pending = nullptr;
             return left;
         }
         ExprNode *next = next_binary_op();
