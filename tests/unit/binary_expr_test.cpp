@@ -777,4 +777,56 @@ TEST_F(BinaryExpr, DeepChainsDoNotRecurse) {
     EXPECT_EQ(messages.take(), "");
 }
 
+TEST_F(BinaryExpr, RandomTreesAlwaysGetATypedResult) {
+    // Operands of every kind, extreme constants among them, combined by
+    // every operator three levels deep: each result is a typed tree, and
+    // the sanitizer build finds any undefined arithmetic on the way.
+    Symbol *f = var("f", function(&type_int));
+    Symbol *syms[] = {
+        var("i", &type_int),          var("u", &type_uint),
+        var("c", &type_char),         var("uc", &type_uchar),
+        var("l", &type_long),         var("d", &type_double),
+        var("p", pointer(&type_int)), var("vp", pointer(&type_void)),
+        var("fp", pointer(&type_char, ATTR_FAR)),
+        var("b", bit_field(TY_INT_BITS, 2, 1)),
+        var("w", bit_field(TY_SHORT_BITS, 0, 7)),
+        var("s", structure()),        var("a", array(&type_int, 3)),
+    };
+    const int32_t constants[] = {0, 1, -1, 2, 31, 32, 255, 256, INT32_MIN, INT32_MAX, 8, -8};
+    const int ops[] = {OP_ADD, OP_SUB, OP_MUL, OP_DIV, OP_MOD, OP_SHL, OP_SHR, OP_AND, OP_OR, OP_XOR,
+                       OP_LT, OP_GE, OP_GT, OP_LE, OP_EQ, OP_NE, OP_LOGAND, OP_LOGOR};
+    uint32_t seed = 12345;
+    auto next = [&](uint32_t n) {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 8) % n;
+    };
+    std::function<ExprNode *(int)> build = [&](int depth) -> ExprNode * {
+        uint32_t kind = depth == 0 ? next(4) : next(7);
+        switch (kind) {
+        case 0:
+            return num(constants[next(sizeof constants / sizeof constants[0])],
+                       next(3) == 0 ? &type_uint : &type_int);
+        case 1:
+        case 2:
+            return use(syms[next(sizeof syms / sizeof syms[0])]);
+        case 3:
+            return next(2) ? real(next(2) ? 0.0 : 2.5) : call(f);
+        case 4:
+            return unary(next(2) ? OP_NEG : OP_COMPL, build(depth - 1));
+        case 5:
+            return cond(build(depth - 1), build(depth - 1), build(depth - 1));
+        default:
+            return bin(ops[next(sizeof ops / sizeof ops[0])], build(depth - 1), build(depth - 1));
+        }
+    };
+    for (int n = 0; n < 20000; n++) {
+        ExprNode *e = bin(ops[next(sizeof ops / sizeof ops[0])], build(2), build(2));
+        ASSERT_NE(e, nullptr);
+        ASSERT_NE(e->type, nullptr) << typed(e);
+        if (n % 512 == 0)
+            messages.take();
+    }
+    messages.take();
+}
+
 } // namespace
