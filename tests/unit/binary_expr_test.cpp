@@ -1,169 +1,12 @@
 // Typing of binary operators: the entry checks, the usual arithmetic
 // conversions, shifts, && and ||, ?:, pointer arithmetic, comparisons with
 // their folds and range test, and the split of `x = y = 0`.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
-#include <functional>
-#include <string>
-
-#include "decl/symbol.h"
-#include "decl/type.h"
-#include "driver/options.h"
-#include "expr/expr_node.h"
-#include "lexer/token.h"
+#include "binary_test_support.h"
 #include "stmt/stmt_node.h"
-#include "tree_print.h"
+
+using namespace binary_test;
 
 namespace {
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
-
-// ---------------------------------------------------------------------------
-// Builders of types and trees.
-
-TypeNode *pointer(TypeNode *to, uint16_t attr = 0) {
-    TypeNode *type = new_type(TY_POINTER, to);
-    type->args = nullptr;
-    type->attr = attr;
-    return type;
-}
-
-TypeNode *array(TypeNode *of, int32_t dim) {
-    TypeNode *type = new_type(TY_ARRAY, of);
-    type->dim = dim;
-    return type;
-}
-
-TypeNode *function(TypeNode *result) {
-    TypeNode *type = new_type(TY_FUNCTION, result);
-    type->args = nullptr;
-    type->proto_symbols = nullptr;
-    type->proto_tags = nullptr;
-    return type;
-}
-
-TypeNode *bit_field(uint8_t code, uint8_t offset, uint8_t width) {
-    TypeNode *type = new_type(code, nullptr);
-    type->bit_offset = offset;
-    type->bit_width = width;
-    return type;
-}
-
-TypeNode *structure() {
-    static Symbol *members = nullptr;
-    TypeNode *type = new_type(TY_STRUCT, nullptr);
-    type->tag = nullptr;
-    if (members == nullptr)
-        members = new_symbol(&members, intern_name("m", 1), SC_MEMBER, &type_int);
-    type->members = members;
-    type->size = 4;
-    return type;
-}
-
-Symbol *symbols = nullptr;
-
-Symbol *var(const char *name, TypeNode *type, int sclass = SC_STATIC, uint16_t attr = 0) {
-    Symbol *sym = new_symbol(&symbols, intern_name(name, unsigned(std::strlen(name))), sclass, type);
-    sym->attr = attr;
-    return sym;
-}
-
-ExprNode *use(Symbol *sym) {
-    ExprNode *e = new_expr(OP_LEAF);
-    e->sym = sym;
-    e->value = 0;
-    e->lflags = LEAF_VARIABLE;
-    e->type = sym->type;
-    return e;
-}
-
-// The address of `sym` plus `offset`, typed pointer to the symbol's type.
-ExprNode *address(Symbol *sym, int32_t offset = 0, uint16_t attr = 0) {
-    ExprNode *e = new_expr(OP_LEAF);
-    e->sym = sym;
-    e->value = offset;
-    e->lflags = LEAF_ADDRESS;
-    e->type = pointer(sym->type->code == TY_ARRAY ? sym->type->next : sym->type, attr);
-    return e;
-}
-
-ExprNode *num(int32_t value, TypeNode *type = &type_int) {
-    ExprNode *e = make_int_const(nullptr, value);
-    e->type = type;
-    return e;
-}
-
-ExprNode *real(double value, TypeNode *type = &type_double) {
-    ExprNode *e = new_expr(OP_LEAF);
-    make_real_const(e, value);
-    e->type = type;
-    return e;
-}
-
-// A call of `fn`, an operand with a side effect.
-ExprNode *call(Symbol *fn) {
-    ExprNode *e = new_expr(OP_CALL);
-    ExprNode *designator = new_expr(OP_LEAF);
-    designator->sym = fn;
-    designator->value = 0;
-    designator->lflags = LEAF_ADDRESS;
-    designator->type = fn->type;
-    e->left = designator;
-    e->right = nullptr;
-    e->type = fn->type->next;
-    return e;
-}
-
-// An operator node typed by binary_expr.
-ExprNode *bin(int op, ExprNode *left, ExprNode *right) {
-    ExprNode *e = new_expr(op);
-    e->left = left;
-    e->right = right;
-    e->type = nullptr;
-    return binary_expr(e);
-}
-
-ExprNode *cond(ExprNode *test, ExprNode *middle, ExprNode *third) {
-    ExprNode *e = new_expr(OP_COND);
-    e->left = test;
-    e->middle = middle;
-    e->right = third;
-    e->type = nullptr;
-    return binary_expr(e);
-}
-
-ExprNode *unary(int op, ExprNode *operand) {
-    ExprNode *e = new_expr(op);
-    e->left = operand;
-    e->type = nullptr;
-    return unary_expr(e);
-}
 
 class BinaryExpr : public ::testing::Test {
 protected:
@@ -182,24 +25,6 @@ protected:
     }
     Messages messages;
 };
-
-struct TreeCase {
-    const char *what;
-    std::function<ExprNode *()> build;
-    const char *expected;
-    const char *messages;
-};
-
-void run_cases(Messages &messages, const TreeCase *cases, size_t count) {
-    for (size_t i = 0; i < count; i++) {
-        const TreeCase &c = cases[i];
-        ExprNode *result = c.build();
-        EXPECT_EQ(typed(result), c.expected) << c.what;
-        EXPECT_EQ(messages.take(), c.messages) << c.what;
-    }
-}
-
-#define RUN(cases) run_cases(messages, cases, sizeof cases / sizeof cases[0])
 
 // ---------------------------------------------------------------------------
 
