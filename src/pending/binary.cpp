@@ -1,17 +1,9 @@
-// Stand-ins for what the binary operators call in parts not written yet;
+// Stand-ins for what the binary operators use in parts not written yet;
 // each real definition overrides its weak one here.
-#include "expr/expr_node.h"
 #include "stmt/stmt_node.h"
 
 #define PENDING __attribute__((weak))
 
-// Assignment typing: the node takes the type of its target.
-PENDING ExprNode *assign_expr(ExprNode *e) {
-    if (e->left != nullptr)
-        e->type = e->left->type;
-    return e;
-}
-PENDING void note_assignment(ExprNode *, ExprNode *) {}
-
-// Loop state of the statement parser.
+// Loop state of the statement parser: set by a division of long or float
+// result.
 PENDING uint16_t loop_has_long_div = 0;
