@@ -72,7 +72,7 @@ ExprNode *keep_type(ExprNode *e, TypeNode *type) {
 }
 
 // ---------------------------------------------------------------------------
-// Group 1: shape rewrites, before any type is given.
+// Shape rewrites, before any type is given.
 
 // The operator that a common factor stands with for a node operator `op`:
 // a*b + a*c, (a&b) | (a&c), (a|b) & (a|c).
@@ -169,7 +169,7 @@ bool shape_rewrite(ExprNode *node, ExprNode **result) {
 }
 
 // ---------------------------------------------------------------------------
-// Group 3: reals.
+// Reals.
 
 double constant_as_double(const ExprNode *e) {
     return is_int_const(e) ? double(e->value) : real_value(e);
@@ -201,7 +201,7 @@ ExprNode *fold_reals(ExprNode *node) {
 }
 
 // ---------------------------------------------------------------------------
-// Group 5: by the right operand.
+// Rules by the right operand.
 
 // Both operands integer constants.
 ExprNode *fold_integers(ExprNode *node, TypeNode *lt, TypeNode *rt) {
@@ -414,7 +414,7 @@ ExprNode *constant_right_rules(ExprNode *node, TypeNode *lt) {
 }
 
 // ---------------------------------------------------------------------------
-// Group 6: constants gathered over two levels, `(x o c2) p c1`.
+// Constants gathered over two levels, `(x o c2) p c1`.
 
 // `(x o c2) p c1` becomes `(x p c1) o (c2 p c1)`: the two nodes exchange
 // operators and the constant of the left node goes to the top.
@@ -525,7 +525,7 @@ ExprNode *gather_constants(ExprNode *node, TypeNode *rt) {
 }
 
 // ---------------------------------------------------------------------------
-// Group 7: `k - (...)` with a constant k.  Returns the result, or null.
+// `k - (...)` with a constant k.  Returns the result, or null.
 
 ExprNode *negation_of(ExprNode *node, ExprNode *x) {
     node->op = OP_NEG;
