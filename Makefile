@@ -21,7 +21,7 @@ demo: all
 
 check: all
 	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DZCPPC_SANITIZE=ON >/dev/null
-	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target zcppc zirdump
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target e2e_programs
 	@sh tests/run_all.sh $(BUILD) $(ASAN_BUILD) $(JOBS)
 
 bench: all

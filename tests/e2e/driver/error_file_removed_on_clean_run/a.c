@@ -1,1 +1,3 @@
-int x;
+/* a unit of directives only */
+#define LIMIT 10
+#undef LIMIT
