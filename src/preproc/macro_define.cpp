@@ -42,16 +42,19 @@ bool same_spelling(const PpToken *a, const PpToken *b) {
     return a->length == b->length && std::memcmp(a->text, b->text, a->length) == 0;
 }
 
-void grow_array(void **array, unsigned *capacity, unsigned element, unsigned needed) {
+// Grows `*array` to hold at least `needed` elements, doubling.  Typed, so
+// the array pointer is never written through a pointer of another type.
+template <typename T>
+void grow_array(T **array, unsigned *capacity, unsigned needed) {
     if (needed <= *capacity)
         return;
     unsigned capacity_new = *capacity ? *capacity : 16;
     while (capacity_new < needed)
         capacity_new *= 2;
-    void *block = checked_alloc(capacity_new * element, nullptr);
+    T *block = static_cast<T *>(checked_alloc(capacity_new * sizeof(T), nullptr));
     if (*array) {
-        std::memcpy(block, *array, *capacity * element);
-        std::free(*array);
+        std::memcpy(static_cast<void *>(block), static_cast<const void *>(*array), *capacity * sizeof(T));
+        std::free(static_cast<void *>(*array));
     }
     *array = block;
     *capacity = capacity_new;
@@ -88,7 +91,7 @@ void insert_param(unsigned index) {
 // The hash table is kept at most half full, rebuilt in order on growth.
 void add_param(const PpToken *token) {
     ParamTable &t = param_table;
-    grow_array(reinterpret_cast<void **>(&t.params), &t.capacity, sizeof *t.params, t.count + 1);
+    grow_array(&t.params, &t.capacity, t.count + 1);
     t.params[t.count++] = token;
     if (t.count * 2 <= t.slot_mask) {
         insert_param(t.count - 1);
