@@ -6,6 +6,9 @@
 // parser, the list `known_values`: what a variable was last assigned, so
 // that reads of it, and reads of const objects, are replaced by the value
 // as the tree is built.
+#include <unordered_map>
+#include <vector>
+
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
@@ -330,20 +333,136 @@ int32_t compute(int op, int32_t k, int32_t v, bool divide_unsigned, bool k_unsig
     }
 }
 
-ExprNode *find_entry(const ExprNode *t) {
+// ---------------------------------------------------------------------------
+// An index beside known_values, so that a lookup does not walk the whole
+// list: it gives exactly the answer of that walk, the newest record in the
+// list whose lvalue is the same expression.
+//
+// Records whose lvalues compare equal have equal keys (the operator, and
+// the symbol, offset and form of the leaf at the bottom).  `newest` maps a
+// key to the newest record of that key in the list that starts at
+// `index_head`; each record links to the next older record of its key
+// (`key_prev`, fixed when it is pushed, since the records below a record
+// never change).  The statement parser cuts or restores known_values
+// without telling: a head of null empties the index, a head that is an
+// older record of the same list drops the newer records, and any other
+// head makes the index anew from the list.
+
+struct Key {
+    const void *base;
+    int32_t value;
+    uint16_t form;
+    bool operator==(const Key &other) const {
+        return base == other.base && value == other.value && form == other.form;
+    }
+};
+
+struct KeyHash {
+    size_t operator()(const Key &k) const {
+        return std::hash<const void *>()(k.base) ^ (size_t(uint32_t(k.value)) * 0x9E3779B1u) ^
+               (size_t(k.form) << 20);
+    }
+};
+
+// Per record, by the number kept in its `size` field.
+struct RecordInfo {
+    ExprNode *record;
+    ExprNode *key_prev;
+};
+
+std::vector<RecordInfo> records;
+std::unordered_map<Key, ExprNode *, KeyHash> newest;
+ExprNode *index_head;
+
+Key key_of(const ExprNode *e) {
+    const ExprNode *leaf = e;
+    uint16_t form = uint16_t(e->op) << 8;
+    if (e->op == OP_DEREF && e->left != nullptr)
+        leaf = e->left;
+    if (leaf->op != OP_LEAF)
+        return Key{nullptr, 0, form};
+    return Key{leaf->left, leaf->value, uint16_t(form | (leaf->lflags & 0xF7))};
+}
+
+// The info of a record of ours, or null for anything else.
+RecordInfo *info_of(const ExprNode *record) {
+    if (record == nullptr || record->size >= records.size() || records[record->size].record != record)
+        return nullptr;
+    return &records[record->size];
+}
+
+void drop_newest(ExprNode *record) {
+    Key key = key_of(record->left);
+    auto found = newest.find(key);
+    if (found == newest.end() || found->second != record)
+        return;
+    RecordInfo *info = info_of(record);
+    if (info != nullptr && info->key_prev != nullptr)
+        found->second = info->key_prev;
+    else
+        newest.erase(found);
+}
+
+void rebuild_index() {
+    newest.clear();
     for (ExprNode *entry = known_values; entry != nullptr; entry = entry->next_known)
+        newest.emplace(key_of(entry->left), entry);
+    index_head = known_values;
+}
+
+void sync_index() {
+    if (known_values == index_head)
+        return;
+    if (known_values == nullptr) {
+        newest.clear();
+        index_head = nullptr;
+        return;
+    }
+    RecordInfo *target = info_of(known_values);
+    RecordInfo *current = info_of(index_head);
+    if (target != nullptr && current != nullptr && known_values->size < index_head->size) {
+        // Back to an older state: drop what was pushed since.
+        ExprNode *entry = index_head;
+        while (entry != nullptr && info_of(entry) != nullptr && entry->size > known_values->size) {
+            drop_newest(entry);
+            entry = entry->next_known;
+        }
+        if (entry == known_values) {
+            index_head = entry;
+            return;
+        }
+    }
+    rebuild_index();
+}
+
+ExprNode *find_entry(const ExprNode *t) {
+    sync_index();
+    auto found = newest.find(key_of(t));
+    if (found == newest.end())
+        return nullptr;
+    for (ExprNode *entry = found->second; entry != nullptr;) {
         if (same_expr(t, entry->left, 1))
             return entry;
+        RecordInfo *info = info_of(entry);
+        entry = info != nullptr ? info->key_prev : nullptr;
+    }
     return nullptr;
 }
 
 void push_entry(ExprNode *lvalue, ExprNode *value) {
+    sync_index();
     ExprNode *entry = new_expr(OP_LEAF);
     entry->type = nullptr;
     entry->left = lvalue;
     entry->right = value;
     entry->next_known = known_values;
+    entry->size = uint32_t(records.size());
+    Key key = key_of(lvalue);
+    auto found = newest.find(key);
+    records.push_back(RecordInfo{entry, found != newest.end() ? found->second : nullptr});
+    newest[key] = entry;
     known_values = entry;
+    index_head = entry;
 }
 
 // `x` takes the value `v`: a new node with all fields of `v`, so that later

@@ -540,3 +540,27 @@ TEST_F(ExprParserTable, DeepNestingDoesNotOverflowTheStack) {
     EXPECT_EQ(shape(minus.c_str(), 0, nullptr), "x:i{N}");
     EXPECT_EQ(messages.take(), "");
 }
+
+// The statement parser cuts known_values and sets it back to heads it kept;
+// the lookups follow whatever list is in place.
+TEST_F(ExprParserTable, KnownValuesFollowCutsAndRestoredHeads) {
+    known_values = nullptr;
+    parse("x = 1, y = 2", 0, nullptr);
+    ExprNode *before = known_values;
+    parse("x = 3", 0, nullptr);
+    ExprNode *after = known_values;
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 3:i):i");
+    known_values = before;
+    EXPECT_EQ(parse("c = x + y", 0, nullptr), "(= c:i 3:i):i");
+    known_values = before;
+    parse("x = 5", 0, nullptr);
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 5:i):i");
+    known_values = after;
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 3:i):i");
+    known_values = nullptr;
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i x:i):i");
+    // A variable assigned something unknown hides what was known before.
+    parse("x = 1, x = y + d", 0, nullptr);
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i x:i):i");
+    EXPECT_EQ(messages.take(), "");
+}
