@@ -39,7 +39,8 @@ namespace {
 constexpr size_t STACK_MARGIN = size_t(1) << 20;      // left free below the limit
 constexpr size_t FRESH_STACK_SIZE = size_t(64) << 20;  // stack of each further thread
 
-char *stack_limit;   // lowest address the running thread may reach, null = not known yet
+// Lowest address the running thread may reach, null until it is known.
+thread_local char *stack_limit;
 
 char *find_stack_limit() {
     char here;
@@ -72,21 +73,17 @@ void *run_call(void *call) {
 // Runs `call` on a fresh stack, or in place when no thread can be made.
 template <typename F>
 void on_fresh_stack(F &call) {
-    char *saved = stack_limit;
     pthread_attr_t attr;
     pthread_t thread;
     bool started = false;
     if (pthread_attr_init(&attr) == 0) {
-        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0) {
-            stack_limit = nullptr;
+        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0)
             started = pthread_create(&thread, &attr, run_call<F>, &call) == 0;
-        }
         pthread_attr_destroy(&attr);
     }
     if (started)
         pthread_join(thread, nullptr);
-    stack_limit = saved;
-    if (!started)
+    else
         call();
 }
 
@@ -536,13 +533,23 @@ ExprNode *parse_sizeof() {
     return result;
 }
 
-// `(` has been read.
-ExprNode *parse_parenthesised() {
+// `(` has been read.  A cast is a prefix form: its operand has taken the
+// postfix operators already.
+ExprNode *parse_parenthesised(bool *is_cast) {
     ExprNode *cast = parse_type_name();
     if (cast != nullptr) {
+        *is_cast = true;
         ExprNode *e = parse_unary(0);
         if (e == nullptr)
             e = missing_operand();
+        // A cast of an _asm call without arguments only gives the call
+        // its type.
+        if (e->op == OP_CALL && e->left != nullptr && is_named_call(e->left, "_asm") &&
+            e->left->type->code == TY_POINTER && e->left->type->next != nullptr &&
+            e->left->type->next->code == TY_FUNCTION && e->left->type->next->args == nullptr) {
+            e->type = cast->type;
+            return e;
+        }
         cast->left = e;
         return cast_expr(cast);
     }
@@ -576,9 +583,13 @@ ExprNode *parse_unary_here(int prev_op) {
     case TOK_IDENT:
         e = identifier_leaf(t);
         break;
-    case TOK_LPAREN:
-        e = parse_parenthesised();
+    case TOK_LPAREN: {
+        bool is_cast = false;
+        e = parse_parenthesised(&is_cast);
+        if (is_cast)
+            return e;
         break;
+    }
     case TOK_SIZEOF:
         e = parse_sizeof();
         break;

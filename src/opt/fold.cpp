@@ -33,7 +33,7 @@ namespace {
 constexpr size_t STACK_MARGIN = size_t(1) << 20;
 constexpr size_t FRESH_STACK_SIZE = size_t(64) << 20;
 
-char *stack_limit;
+thread_local char *stack_limit;
 
 char *find_stack_limit() {
     char here;
@@ -71,20 +71,16 @@ void *run_fold(void *call) {
 // made.
 bool fold_on_fresh_stack(ExprNode *node, int want) {
     FoldCall call{node, want};
-    char *saved = stack_limit;
     pthread_attr_t attr;
     pthread_t thread;
     bool started = false;
     if (pthread_attr_init(&attr) == 0) {
-        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0) {
-            stack_limit = nullptr;
+        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0)
             started = pthread_create(&thread, &attr, run_fold, &call) == 0;
-        }
         pthread_attr_destroy(&attr);
     }
     if (started)
         pthread_join(thread, nullptr);
-    stack_limit = saved;
     return started;
 }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <deque>
 #include <string>
+#include <thread>
 
 #include "decl/symbol.h"
 #include "decl/type.h"
@@ -538,6 +539,12 @@ TEST_F(ExprParserTable, DeepNestingDoesNotOverflowTheStack) {
         minus += "- ";
     minus += "x";
     EXPECT_EQ(shape(minus.c_str(), 0, nullptr), "x:i{N}");
+
+    // A thread with a stack of its own measures that stack.
+    std::string in_thread;
+    std::thread worker([&] { in_thread = shape(text.c_str(), 0, nullptr); });
+    worker.join();
+    EXPECT_EQ(in_thread, "(+ x:i 1:i):i");
     EXPECT_EQ(messages.take(), "");
 }
 
