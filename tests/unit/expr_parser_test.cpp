@@ -28,6 +28,9 @@ extern "C" const char *__asan_default_options() {
     return "detect_leaks=0";
 }
 
+// Kept by the statement layer: calls of inline functions with stored bodies.
+extern int32_t pending_inline;
+
 namespace {
 
 class Messages {
@@ -481,6 +484,7 @@ TEST_F(ExprParserTable, TestsAndBitTests) {
     EXPECT_EQ(messages.take(), "");
 }
 
+
 namespace {
 
 struct ConstCase {
@@ -617,4 +621,42 @@ TEST_F(ExprParserTable, RandomTokenSoupsNeverStopTheParser) {
         pptoken_free_list(list);
     }
     messages.take();
+}
+
+TEST_F(ExprParserTable, MembersOfCommasAndConditionalsAreNoLvalues) {
+    declare("t", record);
+    static const Case cases[] = {
+        {"(x = 1, s).m4", "(deref (+ (, (= x:i 1:i):i &s:struct*):c*{N} 4:i):i*):i{N}", ""},
+        {"(c ? s : t).m4", "(deref (+ (?: (!= c:i 0:i):i &s:struct* &t:struct*):c*{N} 4:i):i*):i{N}", ""},
+        {"(c ? s : t).m4 = 1", "(= (deref (+ (?: (!= c:i 0:i):i &s:struct* &t:struct*):c*{N} 4:i):i*):i{N} 1:i):i",
+         "invalid lvalue\n"},
+    };
+    table(cases, sizeof cases / sizeof cases[0]);
+}
+
+TEST_F(ExprParserTable, InlineCallsAndCounters) {
+    Symbol *inl = declare("inl", function(&type_int, {&type_void}), SC_STATIC, ATTR_INLINE | ATTR_FUNCTION);
+    declare("fv", function(&type_int, {&type_void}));
+    Symbol *ns = declare("ns", function(&type_int, {&type_int}), SC_STATIC, ATTR_NOSTACK | ATTR_FUNCTION);
+    (void)ns;
+    int32_t calls = call_count;
+    int32_t inlines = pending_inline;
+    shape("fv()", 0, nullptr);
+    EXPECT_EQ(call_count, calls + 1);
+    shape("inl()", 0, nullptr);
+    EXPECT_EQ(call_count, calls + 1);     // expanded in place: no call
+    EXPECT_EQ(pending_inline, inlines);   // no body stored yet
+    inl->value = 1;
+    shape("inl()", 0, nullptr);
+    EXPECT_EQ(pending_inline, inlines + 1);
+    inl->flags |= SYM_INLINE_OPEN;
+    shape("inl()", 0, nullptr);
+    EXPECT_EQ(messages.take(), "invalid recursive inline function\n");
+    opt_ck = 1;
+    EXPECT_EQ(shape("ns(1, 2)", 0, nullptr), "(call &ns:i()* (arg 1:i 2:i):i):i{O}");
+    EXPECT_EQ(messages.take(), "variable arguments in nostack mode\n");
+    // A call forgets every known value.
+    known_values = nullptr;
+    EXPECT_EQ(parse("x = 1, fv(), y = x", 0, nullptr),
+              "(, (, (= x:i 1:i):i (call &fv:i()*):i):i (= y:i x:i):i):i");
 }
