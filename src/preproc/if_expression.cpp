@@ -26,6 +26,7 @@ char *spelling_store;
 size_t spelling_capacity;   // in spellings
 
 char zero_spelling[] = "0";
+char minus_spelling[] = "-";
 
 bool is_sizeof(const PpToken *t) {
     return t->length == 6 && std::memcmp(t->text, "sizeof", 6) == 0;
@@ -87,9 +88,28 @@ void prepare_if_tokens(PpToken **link) {
             NameRecord *name = intern_name(t->text, t->length);
             Symbol *sym = find_symbol(name, symbol_list, nullptr);
             if (sym != nullptr && sym->sclass == SC_ENUM_MEMBER) {
+                int32_t value = int32_t(sym->value);
                 char *text = spelling_store + used++ * NUMBER_SPELLING;
-                int length = std::snprintf(text, NUMBER_SPELLING, "%ld", static_cast<long>(int32_t(sym->value)));
-                make_number(t, text, unsigned(length));
+                if (value >= 0) {
+                    int length = std::snprintf(text, NUMBER_SPELLING, "%lu", static_cast<unsigned long>(value));
+                    make_number(t, text, unsigned(length));
+                    continue;
+                }
+                // A number has no sign: a negative value is a minus sign in
+                // front of its magnitude, which binds as tightly.
+                unsigned long magnitude = 0ul - static_cast<unsigned long>(uint32_t(value));
+                magnitude &= 0xFFFFFFFFul;
+                int length = std::snprintf(text, NUMBER_SPELLING, "%lu", magnitude);
+                PpToken *number = pptoken_new();
+                *number = *t;
+                number->space = t->text;
+                number->space_length = 0;
+                make_number(number, text, unsigned(length));
+                t->kind = TOK_MINUS;
+                t->text = minus_spelling;
+                t->length = 1;
+                t->next = number;
+                t = number;
                 continue;
             }
         }

@@ -660,3 +660,43 @@ TEST_F(ExprParserTable, InlineCallsAndCounters) {
     EXPECT_EQ(parse("x = 1, fv(), y = x", 0, nullptr),
               "(, (, (= x:i 1:i):i (call &fv:i()*):i):i (= y:i x:i):i):i");
 }
+
+// The expression of #if: enumeration constants keep their values unless
+// -sa, other names are 0, sizeof( is left to the parser, and the state of
+// the code around the directive stays as it was.
+TEST_F(ExprParserTable, IfExpressionsSeeEnumerationConstants) {
+    Symbol *red = declare("RED", &type_int, SC_ENUM_MEMBER);
+    red->value = uint32_t(-3);
+    red->flags |= SYM_LAST_ENUM;
+    Symbol *low = declare("LOW", &type_int, SC_ENUM_MEMBER);
+    low->value = 0x80000000u;
+    low->flags |= SYM_LAST_ENUM;
+    struct IfCase {
+        int sa;
+        const char *text;
+        int taken;
+        const char *messages;
+    } cases[] = {
+        {0, "RED == -3 && GREEN == 0", 1, ""},
+        {0, "RED * 2 == -6 && 10 / RED == -3 && -RED == 3", 1, ""},
+        {0, "LOW == -2147483647 - 1 && LOW < 0", 1, ""},
+        {1, "RED == 0", 1, ""},
+        {0, "sizeof(x) == 4 && sizeof(ch) == 1", 1, ""},
+        {1, "sizeof(x) == 4", 0, "incomplete #if expression\n"},
+        {0, "", 0, "missing expression\nbad #if expression\n"},
+        {0, "1 2", 1, "incomplete #if expression\n"},
+    };
+    for (IfCase &c : cases) {
+        opt_sa = c.sa;
+        known_values = nullptr;
+        parse("x = 1", 0, nullptr);
+        ExprNode *known = known_values;
+        texts.emplace_back(std::string(c.text) + "\n");
+        PpToken *list = scan_line(texts.back().data());
+        EXPECT_EQ(eval_if_expression(&list, 0), c.taken) << c.text;
+        EXPECT_EQ(messages.take(), c.messages) << c.text;
+        EXPECT_EQ(known_values, known) << c.text;
+        pptoken_free_list(list);
+    }
+    opt_sa = 0;
+}
