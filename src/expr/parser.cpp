@@ -36,8 +36,10 @@ namespace {
 // of its own while the old one waits for it; only one thread ever runs, so
 // the parser's global state needs no protection.
 
-constexpr size_t STACK_MARGIN = size_t(1) << 20;      // left free below the limit
-constexpr size_t FRESH_STACK_SIZE = size_t(64) << 20;  // stack of each further thread
+// Left free below the limit: room for the walks of other routines over a
+// deep tree (comparison of trees, typing) below the last check.
+constexpr size_t STACK_MARGIN = size_t(4) << 20;
+constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;  // stack of each further thread
 
 // Lowest address the running thread may reach, null until it is known.
 thread_local char *stack_limit;

@@ -30,8 +30,8 @@ namespace {
 // the source.  Near the end of the running thread's stack the walk goes on
 // in a new thread with a large stack while the old one waits.
 
-constexpr size_t STACK_MARGIN = size_t(1) << 20;
-constexpr size_t FRESH_STACK_SIZE = size_t(64) << 20;
+constexpr size_t STACK_MARGIN = size_t(4) << 20;
+constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;
 
 thread_local char *stack_limit;
 
