@@ -1,10 +1,9 @@
 // Builders of small typed trees over test-made symbols, a capture of the
 // diagnostics, and a runner of table-driven tree cases, shared by the tests
-// of binary operator typing and of the arithmetic folds.
+// of unary and binary operator typing, casts and the arithmetic folds.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -16,35 +15,10 @@
 #include "driver/options.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
+#include "message_capture.h"
 #include "tree_print.h"
 
 namespace binary_test {
-
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
 
 // ---------------------------------------------------------------------------
 // Builders of types and trees.
@@ -184,5 +158,7 @@ inline void run_cases(Messages &messages, const TreeCase *cases, size_t count) {
 }
 
 #define RUN(cases) run_cases(messages, cases, sizeof cases / sizeof cases[0])
+// A table row whose tree is the one expression `expr`.
+#define TC(what, expr, expected, messages) {what, [&] { return expr; }, expected, messages}
 
 } // namespace binary_test

@@ -1,127 +1,19 @@
 // Expression nodes: constant leaves and their tests, the comparison and
 // negation of trees, the decay of arrays and functions, the unary
 // operators and casts with the folds and rewrites they make while typing.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
 
-#include "decl/symbol.h"
-#include "decl/type.h"
-#include "driver/options.h"
-#include "expr/expr_node.h"
-#include "lexer/token.h"
-#include "tree_print.h"
+#include "binary_test_support.h"
+
+using namespace binary_test;
 
 namespace {
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
-
-// ---------------------------------------------------------------------------
-// Builders of types and trees.
-
-TypeNode *pointer(TypeNode *to, uint16_t attr = 0) {
-    TypeNode *type = new_type(TY_POINTER, to);
-    type->args = nullptr;
-    type->attr = attr;
-    return type;
-}
-
-TypeNode *array(TypeNode *of, int32_t dim) {
-    TypeNode *type = new_type(TY_ARRAY, of);
-    type->dim = dim;
-    return type;
-}
-
-TypeNode *function(TypeNode *result) {
-    TypeNode *type = new_type(TY_FUNCTION, result);
-    type->args = nullptr;
-    type->proto_symbols = nullptr;
-    type->proto_tags = nullptr;
-    return type;
-}
-
-TypeNode *bit_field(uint8_t code, uint8_t offset, uint8_t width) {
-    TypeNode *type = new_type(code, nullptr);
-    type->bit_offset = offset;
-    type->bit_width = width;
-    return type;
-}
-
-TypeNode *structure() {
-    static Symbol *members = nullptr;
-    TypeNode *type = new_type(TY_STRUCT, nullptr);
-    type->tag = nullptr;
-    if (members == nullptr)
-        members = new_symbol(&members, intern_name("m", 1), SC_MEMBER, &type_int);
-    type->members = members;
-    type->size = 4;
-    return type;
-}
 
 TypeNode *enumeration(TypeNode *representation) {
     TypeNode *type = new_type(TY_ENUM, representation);
     type->tag = nullptr;
     type->members = nullptr;
     return type;
-}
-
-Symbol *symbols = nullptr;
-
-Symbol *var(const char *name, TypeNode *type, int sclass = SC_STATIC, uint16_t attr = 0) {
-    Symbol *sym = new_symbol(&symbols, intern_name(name, unsigned(std::strlen(name))), sclass, type);
-    sym->attr = attr;
-    return sym;
-}
-
-// A read of the variable, as the parser makes it.
-ExprNode *use(Symbol *sym) {
-    ExprNode *e = new_expr(OP_LEAF);
-    e->sym = sym;
-    e->value = 0;
-    e->lflags = LEAF_VARIABLE;
-    e->type = sym->type;
-    return e;
-}
-
-ExprNode *num(int32_t value, TypeNode *type = &type_int) {
-    ExprNode *e = make_int_const(nullptr, value);
-    e->type = type;
-    return e;
-}
-
-ExprNode *real(double value, TypeNode *type = &type_double) {
-    ExprNode *e = new_expr(OP_LEAF);
-    make_real_const(e, value);
-    e->type = type;
-    return e;
 }
 
 ExprNode *str(const char *text) {
@@ -141,13 +33,6 @@ ExprNode *node(int op, ExprNode *left, ExprNode *right, TypeNode *type) {
     e->right = right;
     e->type = type;
     return e;
-}
-
-ExprNode *unary(int op, ExprNode *operand) {
-    ExprNode *e = new_expr(op);
-    e->left = operand;
-    e->type = nullptr;
-    return unary_expr(e);
 }
 
 ExprNode *cast(TypeNode *type, ExprNode *operand) {
@@ -170,24 +55,6 @@ protected:
     }
     Messages messages;
 };
-
-// One case of a table: a tree built and typed by `build` under the given
-// options, with its expected typed form and diagnostics.
-struct TreeCase {
-    const char *what;
-    std::function<ExprNode *()> build;
-    const char *expected;
-    const char *messages;
-};
-
-void run_cases(Messages &messages, const TreeCase *cases, size_t count) {
-    for (size_t i = 0; i < count; i++) {
-        const TreeCase &c = cases[i];
-        ExprNode *result = c.build();
-        EXPECT_EQ(typed(result), c.expected) << c.what;
-        EXPECT_EQ(messages.take(), c.messages) << c.what;
-    }
-}
 
 // ---------------------------------------------------------------------------
 
@@ -329,13 +196,11 @@ TEST_F(ExprNodes, SameExpressions) {
         {"same constant", num(3), num(3), 1, true},
         {"other constant", num(3), num(4), 1, false},
         {"other type", num(3), num(3, &type_char), 0, false},
-        {"address and contents", [&] { ExprNode *e = use(a); e->lflags = LEAF_ADDRESS; return e; }(), use(a), 0,
-         false},
+        {"address and contents", [&] { ExprNode *e = use(a); e->lflags = LEAF_ADDRESS; return e; }(), use(a), 0, false},
         {"initialisation mark is ignored", marked(), use(a), 1, true},
         {"volatile, loose", use(v), use(v), 0, true},
         {"volatile, strict", use(v), use(v), 1, false},
-        {"volatile below an operator is strict", bin(OP_ADD, use(v), num(1)), bin(OP_ADD, use(v), num(1)), 0,
-         false},
+        {"volatile below an operator is strict", bin(OP_ADD, use(v), num(1)), bin(OP_ADD, use(v), num(1)), 0, false},
         {"volatile below a cast is strict", node(OP_CAST, use(v), nullptr, &type_char),
          node(OP_CAST, use(v), nullptr, &type_char), 0, false},
         {"bit-fields at one place", field(3), field(3), 1, true},
@@ -348,8 +213,7 @@ TEST_F(ExprNodes, SameExpressions) {
         {"< is not commutative", bin(OP_LT, use(a), use(b)), bin(OP_LT, use(b), use(a)), 1, false},
         {"same difference", bin(OP_SUB, use(a), use(b)), bin(OP_SUB, use(a), use(b)), 1, true},
         {"other operator", bin(OP_ADD, use(a), use(b)), bin(OP_MUL, use(a), use(b)), 1, false},
-        {"calls never", node(OP_CALL, use(a), nullptr, &type_int), node(OP_CALL, use(a), nullptr, &type_int), 0,
-         false},
+        {"calls never", node(OP_CALL, use(a), nullptr, &type_int), node(OP_CALL, use(a), nullptr, &type_int), 0, false},
         {"assignments never", bin(OP_ASSIGN, use(a), num(1)), bin(OP_ASSIGN, use(a), num(1)), 0, false},
         {"compound assignments never", bin(OP_ADD_ASSIGN, use(a), num(1)), bin(OP_ADD_ASSIGN, use(a), num(1)), 0,
          false},
@@ -437,8 +301,7 @@ TEST_F(ExprNodes, DecayToPointer) {
         {"array variable without space",
          [&] { ExprNode *e = use(plain); decay_to_pointer(e); return e; }, "&plain:s*f", ""},
         {"function", [&] { ExprNode *e = use(fn); decay_to_pointer(e); return e; }, "&fn:i()*t", ""},
-        {"string literal is const", [&] { ExprNode *e = str("ab"); decay_to_pointer(e); return e; }, "\"ab\":c*tc",
-         ""},
+        {"string literal is const", [&] { ExprNode *e = str("ab"); decay_to_pointer(e); return e; }, "\"ab\":c*tc", ""},
         {"*pa decays to pa",
          [&] {
              ExprNode *e = node(OP_DEREF, use(pa), nullptr, array(&type_char, 3));
@@ -455,12 +318,11 @@ TEST_F(ExprNodes, DecayToPointer) {
          },
          "&arr:i*n{N}", ""},
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 
     opt_sa = 1;
     const TreeCase strict_cases[] = {
-        {"string literal under -sa", [&] { ExprNode *e = str("ab"); decay_to_pointer(e); return e; }, "\"ab\":c*f",
-         ""},
+        {"string literal under -sa", [&] { ExprNode *e = str("ab"); decay_to_pointer(e); return e; }, "\"ab\":c*f", ""},
         {"not an lvalue under -sa",
          [&] {
              ExprNode *e = use(arr);
@@ -482,38 +344,36 @@ TEST_F(ExprNodes, ArithmeticUnaryOperators) {
     Symbol *p = var("p", pointer(&type_int));
     Symbol *s = var("s", structure());
     const TreeCase cases[] = {
-        {"-5", [&] { return unary(OP_NEG, num(5)); }, "-5:i", ""},
-        {"- of the lowest int wraps", [&] { return unary(OP_NEG, num(INT32_MIN)); }, "-2147483648:i", ""},
-        {"-1.5", [&] { return unary(OP_NEG, real(1.5)); }, "-1.5r:d", ""},
-        {"-a", [&] { return unary(OP_NEG, use(a)); }, "(neg a:i):i", ""},
-        {"-c promotes", [&] { return unary(OP_NEG, use(c)); }, "(neg c:c):i", ""},
-        {"-u promotes", [&] { return unary(OP_NEG, use(u)); }, "(neg u:us):i", ""},
-        {"-d", [&] { return unary(OP_NEG, use(d)); }, "(neg d:d):d", ""},
-        {"-(-c) is c, no lvalue, its own type", [&] { return unary(OP_NEG, unary(OP_NEG, use(c))); }, "c:c{N}", ""},
-        {"-(a - b) is b - a",
-         [&] { return unary(OP_NEG, node(OP_SUB, use(a), use(b), &type_int)); }, "(- b:i a:i):i", ""},
-        {"-p", [&] { return unary(OP_NEG, use(p)); }, "(neg p:i*):i*", "invalid operand type\n"},
-        {"-s", [&] { return unary(OP_NEG, use(s)); }, "(neg s:struct):struct", "invalid operand type\n"},
-        {"~5", [&] { return unary(OP_COMPL, num(5)); }, "-6:i", ""},
-        {"~c promotes", [&] { return unary(OP_COMPL, use(c)); }, "(~ c:c):i", ""},
-        {"~~c is c", [&] { return unary(OP_COMPL, unary(OP_COMPL, use(c))); }, "c:c{N}", ""},
-        {"~d", [&] { return unary(OP_COMPL, use(d)); }, "(~ d:d):d", "invalid operand type\n"},
-        {"~1.5 stays", [&] { return unary(OP_COMPL, real(1.5)); }, "(~ 1.5r:d):d", "invalid operand type\n"},
-        {"!0", [&] { return unary(OP_NOT, num(0)); }, "1:i", ""},
-        {"!7", [&] { return unary(OP_NOT, num(7)); }, "0:i", ""},
-        {"!(a < b)", [&] { return unary(OP_NOT, node(OP_LT, use(a), use(b), &type_int)); }, "(>= a:i b:i):i", ""},
+        TC("-5", unary(OP_NEG, num(5)), "-5:i", ""),
+        TC("- of the lowest int wraps", unary(OP_NEG, num(INT32_MIN)), "-2147483648:i", ""),
+        TC("-1.5", unary(OP_NEG, real(1.5)), "-1.5r:d", ""),
+        TC("-a", unary(OP_NEG, use(a)), "(neg a:i):i", ""),
+        TC("-c promotes", unary(OP_NEG, use(c)), "(neg c:c):i", ""),
+        TC("-u promotes", unary(OP_NEG, use(u)), "(neg u:us):i", ""),
+        TC("-d", unary(OP_NEG, use(d)), "(neg d:d):d", ""),
+        TC("-(-c) is c, no lvalue, its own type", unary(OP_NEG, unary(OP_NEG, use(c))), "c:c{N}", ""),
+        TC("-(a - b) is b - a", unary(OP_NEG, node(OP_SUB, use(a), use(b), &type_int)), "(- b:i a:i):i", ""),
+        TC("-p", unary(OP_NEG, use(p)), "(neg p:i*):i*", "invalid operand type\n"),
+        TC("-s", unary(OP_NEG, use(s)), "(neg s:struct):struct", "invalid operand type\n"),
+        TC("~5", unary(OP_COMPL, num(5)), "-6:i", ""),
+        TC("~c promotes", unary(OP_COMPL, use(c)), "(~ c:c):i", ""),
+        TC("~~c is c", unary(OP_COMPL, unary(OP_COMPL, use(c))), "c:c{N}", ""),
+        TC("~d", unary(OP_COMPL, use(d)), "(~ d:d):d", "invalid operand type\n"),
+        TC("~1.5 stays", unary(OP_COMPL, real(1.5)), "(~ 1.5r:d):d", "invalid operand type\n"),
+        TC("!0", unary(OP_NOT, num(0)), "1:i", ""),
+        TC("!7", unary(OP_NOT, num(7)), "0:i", ""),
+        TC("!(a < b)", unary(OP_NOT, node(OP_LT, use(a), use(b), &type_int)), "(>= a:i b:i):i", ""),
         {"!(a && b < a)",
          [&] {
              return unary(OP_NOT, node(OP_LOGAND, node(OP_NE, use(a), num(0), &type_int),
                                        node(OP_LT, use(b), use(a), &type_int), &type_int));
          },
          "(|| (== a:i 0:i):i (>= b:i a:i):i):i", ""},
-        {"!!a is the test of a", [&] { return unary(OP_NOT, unary(OP_NOT, use(a))); }, "(!= a:i 0:i):i", ""},
-        {"!s", [&] { return unary(OP_NOT, use(s)); }, "(! s:struct):i", "invalid operand type\n"},
-        {"!!s", [&] { return unary(OP_NOT, unary(OP_NOT, use(s))); }, "s:struct{N}",
-         "invalid operand type\n"},
+        TC("!!a is the test of a", unary(OP_NOT, unary(OP_NOT, use(a))), "(!= a:i 0:i):i", ""),
+        TC("!s", unary(OP_NOT, use(s)), "(! s:struct):i", "invalid operand type\n"),
+        TC("!!s", unary(OP_NOT, unary(OP_NOT, use(s))), "s:struct{N}", "invalid operand type\n"),
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 }
 
 TEST_F(ExprNodes, NegatingARealConstantMovesItsUse) {
@@ -545,13 +405,12 @@ TEST_F(ExprNodes, IndirectionAndAddress) {
     auto absolute = [](uint16_t attr) { return num(0x100, pointer(&type_char, attr)); };
     auto call = [&](TypeNode *type) { return node(OP_CALL, use(fn), nullptr, type); };
     const TreeCase cases[] = {
-        {"&a is an address leaf", [&] { return unary(OP_ADDR, use(a)); }, "&a:i*n", ""},
-        {"*&a is a again", [&] { return unary(OP_DEREF, unary(OP_ADDR, use(a))); }, "a:i", ""},
-        {"&*p is p", [&] { return unary(OP_ADDR, unary(OP_DEREF, use(p))); }, "p:i*n", ""},
-        {"*p", [&] { return unary(OP_DEREF, use(p)); }, "(deref p:i*n):i", ""},
-        {"*&fa keeps the far access", [&] { return unary(OP_DEREF, unary(OP_ADDR, use(far_a))); },
-         "(deref &fa:i*f):i", ""},
-        {"*(char *)0x100 is an absolute access", [&] { return unary(OP_DEREF, absolute(0)); }, "@256:c", ""},
+        TC("&a is an address leaf", unary(OP_ADDR, use(a)), "&a:i*n", ""),
+        TC("*&a is a again", unary(OP_DEREF, unary(OP_ADDR, use(a))), "a:i", ""),
+        TC("&*p is p", unary(OP_ADDR, unary(OP_DEREF, use(p))), "p:i*n", ""),
+        TC("*p", unary(OP_DEREF, use(p)), "(deref p:i*n):i", ""),
+        TC("*&fa keeps the far access", unary(OP_DEREF, unary(OP_ADDR, use(far_a))), "(deref &fa:i*f):i", ""),
+        TC("*(char *)0x100 is an absolute access", unary(OP_DEREF, absolute(0)), "@256:c", ""),
         {"retyped address loses the mark",
          [&] {
              ExprNode *e = absolute(0);
@@ -559,20 +418,19 @@ TEST_F(ExprNodes, IndirectionAndAddress) {
              return unary(OP_DEREF, e);
          },
          "@256:c", ""},
-        {"through a const pointer", [&] { return unary(OP_DEREF, absolute(ATTR_CONST)); }, "(deref 256:c*c):c", ""},
-        {"through a volatile pointer", [&] { return unary(OP_DEREF, absolute(ATTR_VOLATILE)); },
-         "(deref 256:c*v):c", ""},
-        {"through a far pointer", [&] { return unary(OP_DEREF, absolute(ATTR_FAR)); }, "(deref 256:c*f):c", ""},
-        {"through a user space", [&] { return unary(OP_DEREF, absolute(0x04)); }, "(deref 256:c*):c", ""},
-        {"through a near pointer", [&] { return unary(OP_DEREF, absolute(ATTR_NEAR)); }, "@256:c", ""},
+        TC("through a const pointer", unary(OP_DEREF, absolute(ATTR_CONST)), "(deref 256:c*c):c", ""),
+        TC("through a volatile pointer", unary(OP_DEREF, absolute(ATTR_VOLATILE)), "(deref 256:c*v):c", ""),
+        TC("through a far pointer", unary(OP_DEREF, absolute(ATTR_FAR)), "(deref 256:c*f):c", ""),
+        TC("through a user space", unary(OP_DEREF, absolute(0x04)), "(deref 256:c*):c", ""),
+        TC("through a near pointer", unary(OP_DEREF, absolute(ATTR_NEAR)), "@256:c", ""),
         {"a function pointer of any kind",
          [&] { return unary(OP_DEREF, num(0x100, pointer(function(&type_int), ATTR_FUNCTION | ATTR_FAR))); },
          "@256:i()", ""},
-        {"*arr is its first element", [&] { return unary(OP_DEREF, use(arr)); }, "arr:s", ""},
-        {"*fn is fn", [&] { return unary(OP_DEREF, use(fn)); }, "fn:i()", ""},
-        {"*ep reads the enum's integer", [&] { return unary(OP_DEREF, use(ep)); }, "(deref ep:enum*):uc", ""},
-        {"*vp", [&] { return unary(OP_DEREF, use(vp)); }, "(deref vp:v*):v*", "invalid indirection operand\n"},
-        {"*a", [&] { return unary(OP_DEREF, use(a)); }, "(deref a:i):i", "invalid indirection operand\n"},
+        TC("*arr is its first element", unary(OP_DEREF, use(arr)), "arr:s", ""),
+        TC("*fn is fn", unary(OP_DEREF, use(fn)), "fn:i()", ""),
+        TC("*ep reads the enum's integer", unary(OP_DEREF, use(ep)), "(deref ep:enum*):uc", ""),
+        TC("*vp", unary(OP_DEREF, use(vp)), "(deref vp:v*):v*", "invalid indirection operand\n"),
+        TC("*a", unary(OP_DEREF, use(a)), "(deref a:i):i", "invalid indirection operand\n"),
         {"the result of * is an lvalue",
          [&] {
              ExprNode *e = use(p);
@@ -583,15 +441,14 @@ TEST_F(ExprNodes, IndirectionAndAddress) {
              return unary_expr(d);
          },
          "(deref p:i*n{N}):i", ""},
-        {"&r", [&] { return unary(OP_ADDR, use(r)); }, "&r:i*n", "invalid address operand\n"},
-        {"&ra", [&] { return unary(OP_ADDR, use(ra)); }, "&ra:i*n", "invalid address operand\n"},
-        {"&arg", [&] { return unary(OP_ADDR, use(arg)); }, "&arg:i*n", ""},
-        {"&bits", [&] { return unary(OP_ADDR, use(bits)); }, "(addr bits:bits3@2):i*n", "invalid address type\n"},
-        {"&5", [&] { return unary(OP_ADDR, num(5)); }, "5:i*n", "invalid address operand\n"},
+        TC("&r", unary(OP_ADDR, use(r)), "&r:i*n", "invalid address operand\n"),
+        TC("&ra", unary(OP_ADDR, use(ra)), "&ra:i*n", "invalid address operand\n"),
+        TC("&arg", unary(OP_ADDR, use(arg)), "&arg:i*n", ""),
+        TC("&bits", unary(OP_ADDR, use(bits)), "(addr bits:bits3@2):i*n", "invalid address type\n"),
+        TC("&5", unary(OP_ADDR, num(5)), "5:i*n", "invalid address operand\n"),
         {"&(a + 1)", [&] { return unary(OP_ADDR, node(OP_ADD, use(a), num(1), &type_int)); },
          "(addr (+ a:i 1:i):i):i*n", "invalid address expression\n"},
-        {"&f() of a struct", [&] { return unary(OP_ADDR, call(structure())); },
-         "(addr (call fn:i()):struct):struct*n", ""},
+        TC("&f() of a struct", unary(OP_ADDR, call(structure())), "(addr (call fn:i()):struct):struct*n", ""),
         {"&f() of an int", [&] { return unary(OP_ADDR, call(&type_int)); }, "(addr (call fn:i()):i):i*n",
          "invalid address expression\n"},
         {"*&f() is the call", [&] { return unary(OP_DEREF, unary(OP_ADDR, call(structure()))); },
@@ -611,7 +468,7 @@ TEST_F(ExprNodes, IndirectionAndAddress) {
          },
          "(+ &s:struct*nc 2:i):struct*nc", ""},
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 }
 
 TEST_F(ExprNodes, AddressMarksTheSymbolOutsideMemberAccess) {
@@ -643,54 +500,47 @@ TEST_F(ExprNodes, AddressMarksTheSymbolOutsideMemberAccess) {
 }
 
 TEST_F(ExprNodes, CastsOfConstants) {
-    Symbol *e5 = var("zz", &type_int);
-    (void)e5;
     const TreeCase cases[] = {
-        {"(char)300", [&] { return cast(&type_char, num(300)); }, "44:c", ""},
-        {"(char)200", [&] { return cast(&type_char, num(200)); }, "-56:c", ""},
-        {"(unsigned short)-1", [&] { return cast(&type_ushort, num(-1)); }, "65535:us", ""},
-        {"(unsigned char)-1", [&] { return cast(&type_uchar, num(-1)); }, "255:uc", ""},
-        {"(short)0x18000", [&] { return cast(&type_short, num(0x18000)); }, "-32768:s", ""},
-        {"(long)-1", [&] { return cast(&type_long, num(-1)); }, "-1:l", ""},
-        {"(enum)5 takes the integer type", [&] { return cast(enumeration(&type_uchar), num(300)); }, "44:uc", ""},
-        {"(int)3.7", [&] { return cast(&type_int, real(3.7)); }, "3:i", ""},
-        {"(int)-3.7", [&] { return cast(&type_int, real(-3.7)); }, "-3:i", ""},
-        {"(char)300.0 is not narrowed", [&] { return cast(&type_char, real(300.0)); }, "300:c", ""},
-        {"(unsigned)-1.0", [&] { return cast(&type_uint, real(-1.0)); }, "-1:ui", ""},
-        {"(unsigned)3e9", [&] { return cast(&type_uint, real(3e9)); }, "-1294967296:ui", ""},
-        {"(int)1e10 without checks", [&] { return cast(&type_int, real(1e10)); }, "1410065408:i", ""},
-        {"(double)5", [&] { return cast(&type_double, num(5)); }, "5r:d", ""},
-        {"(double)-5", [&] { return cast(&type_double, num(-5)); }, "-5r:d", ""},
-        {"(float)-1 of unsigned int", [&] { return cast(&type_float, num(-1, &type_uint)); }, "4.29497e+09r:f", ""},
-        {"(double)-1 of unsigned long", [&] { return cast(&type_double, num(-1, &type_ulong)); },
-         "4.29497e+09r:d", ""},
-        {"(double)-1 of long", [&] { return cast(&type_double, num(-1, &type_long)); }, "-1r:d", ""},
-        {"(double)-1 of unsigned char", [&] { return cast(&type_double, num(-1, &type_uchar)); }, "255r:d", ""},
-        {"(double)-1 of char bits", [&] { return cast(&type_double, num(-1, bit_field(TY_CHAR_BITS, 0, 3))); },
-         "255r:d", ""},
-        {"(double)-1 of unsigned short", [&] { return cast(&type_double, num(-1, &type_ushort)); }, "65535r:d",
-         ""},
-        {"(double)-1 of int bits", [&] { return cast(&type_double, num(-1, bit_field(TY_INT_BITS, 0, 3))); },
-         "4.29497e+09r:d", ""},
-        {"(float)1.5", [&] { return cast(&type_float, real(1.5)); }, "1.5r:f", ""},
-        {"(char *)5", [&] { return cast(pointer(&type_char), num(5)); }, "5:c*{R}", ""},
-        {"(void)5", [&] { return cast(&type_void, num(5)); }, "(cast 5:i):v", ""},
+        TC("(char)300", cast(&type_char, num(300)), "44:c", ""),
+        TC("(char)200", cast(&type_char, num(200)), "-56:c", ""),
+        TC("(unsigned short)-1", cast(&type_ushort, num(-1)), "65535:us", ""),
+        TC("(unsigned char)-1", cast(&type_uchar, num(-1)), "255:uc", ""),
+        TC("(short)0x18000", cast(&type_short, num(0x18000)), "-32768:s", ""),
+        TC("(long)-1", cast(&type_long, num(-1)), "-1:l", ""),
+        TC("(enum)5 takes the integer type", cast(enumeration(&type_uchar), num(300)), "44:uc", ""),
+        TC("(int)3.7", cast(&type_int, real(3.7)), "3:i", ""),
+        TC("(int)-3.7", cast(&type_int, real(-3.7)), "-3:i", ""),
+        TC("(char)300.0 is not narrowed", cast(&type_char, real(300.0)), "300:c", ""),
+        TC("(unsigned)-1.0", cast(&type_uint, real(-1.0)), "-1:ui", ""),
+        TC("(unsigned)3e9", cast(&type_uint, real(3e9)), "-1294967296:ui", ""),
+        TC("(int)1e10 without checks", cast(&type_int, real(1e10)), "1410065408:i", ""),
+        TC("(double)5", cast(&type_double, num(5)), "5r:d", ""),
+        TC("(double)-5", cast(&type_double, num(-5)), "-5r:d", ""),
+        TC("(float)-1 of unsigned int", cast(&type_float, num(-1, &type_uint)), "4.29497e+09r:f", ""),
+        TC("(double)-1 of unsigned long", cast(&type_double, num(-1, &type_ulong)), "4.29497e+09r:d", ""),
+        TC("(double)-1 of long", cast(&type_double, num(-1, &type_long)), "-1r:d", ""),
+        TC("(double)-1 of unsigned char", cast(&type_double, num(-1, &type_uchar)), "255r:d", ""),
+        TC("(double)-1 of char bits", cast(&type_double, num(-1, bit_field(TY_CHAR_BITS, 0, 3))), "255r:d", ""),
+        TC("(double)-1 of unsigned short", cast(&type_double, num(-1, &type_ushort)), "65535r:d", ""),
+        TC("(double)-1 of int bits", cast(&type_double, num(-1, bit_field(TY_INT_BITS, 0, 3))), "4.29497e+09r:d", ""),
+        TC("(float)1.5", cast(&type_float, real(1.5)), "1.5r:f", ""),
+        TC("(char *)5", cast(pointer(&type_char), num(5)), "5:c*{R}", ""),
+        TC("(void)5", cast(&type_void, num(5)), "(cast 5:i):v", ""),
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 }
 
 TEST_F(ExprNodes, RealToIntegerRangeWarning) {
     opt_ck = 1;
     const TreeCase cases[] = {
-        {"(int)1e10", [&] { return cast(&type_int, real(1e10)); }, "1410065408:i",
-         "W1float value too large for integer cast\n"},
+        TC("(int)1e10", cast(&type_int, real(1e10)), "1410065408:i", "W1float value too large for integer cast\n"),
         {"(int)4294967296.0", [&] { return cast(&type_int, real(4294967296.0)); }, "0:i",
          "W1float value too large for integer cast\n"},
-        {"(unsigned)4294967295.0", [&] { return cast(&type_uint, real(4294967295.0)); }, "-1:ui", ""},
-        {"(int)-2147483648.0", [&] { return cast(&type_int, real(-2147483648.0)); }, "-2147483648:i", ""},
+        TC("(unsigned)4294967295.0", cast(&type_uint, real(4294967295.0)), "-1:ui", ""),
+        TC("(int)-2147483648.0", cast(&type_int, real(-2147483648.0)), "-2147483648:i", ""),
         {"(int)-2147483649.0", [&] { return cast(&type_int, real(-2147483649.0)); }, "2147483647:i",
          "W1float value too large for integer cast\n"},
-        {"(unsigned)-1.0", [&] { return cast(&type_uint, real(-1.0)); }, "-1:ui", ""},
+        TC("(unsigned)-1.0", cast(&type_uint, real(-1.0)), "-1:ui", ""),
     };
     for (const TreeCase &c : cases) {
         ExprNode *result = c.build();
@@ -723,34 +573,30 @@ TEST_F(ExprNodes, CastsOfExpressions) {
     const TreeCase cases[] = {
         {"(char)(i + 1) retypes the sum", [&] { return cast(&type_char, bin(OP_ADD, use(i), num(1), &type_int)); },
          "(+ i:i 1:i):c{R}", ""},
-        {"(char)(i % 3) retypes", [&] { return cast(&type_char, bin(OP_MOD, use(i), num(3), &type_int)); },
-         "(% i:i 3:i):c{R}", ""},
+        TC("(char)(i % 3) retypes", cast(&type_char, bin(OP_MOD, use(i), num(3), &type_int)), "(% i:i 3:i):c{R}", ""),
         {"(char)(i / 2) converts", [&] { return cast(&type_char, bin(OP_DIV, use(i), num(2), &type_int)); },
          "(cast (/ i:i 2:i):i):c", ""},
         {"(char)(i >> 1) converts", [&] { return cast(&type_char, bin(OP_SHR, use(i), num(1), &type_int)); },
          "(cast (>> i:i 1:i):i):c", ""},
-        {"(char)(i << 1) retypes", [&] { return cast(&type_char, bin(OP_SHL, use(i), num(1), &type_int)); },
-         "(<< i:i 1:i):c{R}", ""},
+        TC("(char)(i << 1) retypes", cast(&type_char, bin(OP_SHL, use(i), num(1), &type_int)), "(<< i:i 1:i):c{R}", ""),
         {"(char)*p converts",
          [&] { return cast(&type_char, node(OP_DEREF, use(p), nullptr, &type_int)); }, "(cast (deref p:i*):i):c",
          ""},
-        {"(char)-i retypes", [&] { return cast(&type_char, node(OP_NEG, use(i), nullptr, &type_int)); },
-         "(neg i:i):c{R}", ""},
-        {"(char)i converts a variable", [&] { return cast(&type_char, use(i)); }, "(cast i:i):c", ""},
-        {"(int)i of the same type retypes", [&] { return cast(&type_int, use(i)); }, "i:i{R}", ""},
+        TC("(char)-i retypes", cast(&type_char, node(OP_NEG, use(i), nullptr, &type_int)), "(neg i:i):c{R}", ""),
+        TC("(char)i converts a variable", cast(&type_char, use(i)), "(cast i:i):c", ""),
+        TC("(int)i of the same type retypes", cast(&type_int, use(i)), "i:i{R}", ""),
         {"(long)(i + 1) widens", [&] { return cast(&type_long, bin(OP_ADD, use(i), num(1), &type_int)); },
          "(cast (+ i:i 1:i):i):l", ""},
         {"(int)(l + 1) narrows by retyping", [&] { return cast(&type_int, bin(OP_ADD, use(l), num(1), &type_long)); },
          "(+ l:l 1:i):i{R}", ""},
-        {"(int)c converts", [&] { return cast(&type_int, use(c)); }, "(cast c:c):i", ""},
-        {"(char)(v & 0x100) is 0",
-         [&] { return cast(&type_uchar, bin(OP_AND, use(v), num(0x100), &type_uint)); }, "0:uc", ""},
+        TC("(int)c converts", cast(&type_int, use(c)), "(cast c:c):i", ""),
+        TC("(char)(v & 0x100) is 0", cast(&type_uchar, bin(OP_AND, use(v), num(0x100), &type_uint)), "0:uc", ""),
         {"(char)(v & 0x1FF) keeps the low byte of the mask",
          [&] { return cast(&type_uchar, bin(OP_AND, use(v), num(0x1FF), &type_uint)); },
          "(cast (& v:ui 255:i):ui):uc", ""},
         {"signed char of a mask is no mask rewrite",
          [&] { return cast(&type_char, bin(OP_AND, use(v), num(0x100), &type_uint)); }, "(& v:ui 256:i):c{R}", ""},
-        {"(int)f converts", [&] { return cast(&type_int, use(f)); }, "(cast f:f):i", ""},
+        TC("(int)f converts", cast(&type_int, use(f)), "(cast f:f):i", ""),
         {"(int)(f + 1) converts a real sum",
          [&] { return cast(&type_int, bin(OP_ADD, use(f), real(1.0), &type_float)); },
          "(cast (+ f:f 1r:d):f):i", ""},
@@ -760,16 +606,16 @@ TEST_F(ExprNodes, CastsOfExpressions) {
         {"(long)(bits + 1) of a bit-field retypes",
          [&] { return cast(&type_long, bin(OP_ADD, use(bits), num(1), bit_field(TY_INT_BITS, 0, 4))); },
          "(+ bits:bits4@0 1:i):l{R}", ""},
-        {"(double)i converts", [&] { return cast(&type_double, use(i)); }, "(cast i:i):d", ""},
-        {"(double)p", [&] { return cast(&type_double, use(p)); }, "(cast p:i*):d", "invalid cast operand\n"},
-        {"(int)s", [&] { return cast(&type_int, use(s)); }, "(cast s:struct):i", "invalid cast operand\n"},
-        {"(struct)i", [&] { return cast(structure(), use(i)); }, "(cast i:i):struct", "invalid cast type\n"},
-        {"(int[2])i", [&] { return cast(array(&type_int, 2), use(i)); }, "(cast i:i):i[2]", "invalid cast type\n"},
-        {"(void)i keeps the cast", [&] { return cast(&type_void, use(i)); }, "(cast i:i):v", ""},
+        TC("(double)i converts", cast(&type_double, use(i)), "(cast i:i):d", ""),
+        TC("(double)p", cast(&type_double, use(p)), "(cast p:i*):d", "invalid cast operand\n"),
+        TC("(int)s", cast(&type_int, use(s)), "(cast s:struct):i", "invalid cast operand\n"),
+        TC("(struct)i", cast(structure(), use(i)), "(cast i:i):struct", "invalid cast type\n"),
+        TC("(int[2])i", cast(array(&type_int, 2), use(i)), "(cast i:i):i[2]", "invalid cast type\n"),
+        TC("(void)i keeps the cast", cast(&type_void, use(i)), "(cast i:i):v", ""),
         {"(void)fn() is the call", [&] { return cast(&type_void, node(OP_CALL, use(fn), nullptr, &type_void)); },
          "(call fn:v()):v{R}", ""},
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 }
 
 TEST_F(ExprNodes, PointerCasts) {
@@ -785,40 +631,32 @@ TEST_F(ExprNodes, PointerCasts) {
     TypeNode *to_far = pointer(&type_char, ATTR_FAR);
     auto far_const = [&] { return num(0x1234, pointer(&type_int, ATTR_FAR)); };
     const TreeCase cases[] = {
-        {"(char @near *)i converts", [&] { return cast(to_near, use(i)); }, "(cast i:i):c*n", ""},
-        {"same space retypes", [&] { return cast(to_near, use(near_p)); }, "np:c*n{R}", ""},
-        {"no space counts as near", [&] { return cast(to_near, use(plain_p)); }, "pp:c*n{R}", ""},
-        {"widening converts", [&] { return cast(to_far, use(near_p)); }, "(cast np:c*n):c*f", ""},
-        {"tiny variable to near converts", [&] { return cast(to_near, use(tiny_p)); }, "(cast tp:c*t):c*n", ""},
-        {"tiny address to near retypes", [&] { return cast(to_near, unary(OP_ADDR, use(tiny_obj))); },
-         "&t:c*n{R}", ""},
-        {"tiny address to far converts", [&] { return cast(to_far, unary(OP_ADDR, use(tiny_obj))); },
-         "(cast &t:c*t):c*f", ""},
-        {"narrowing a variable", [&] { return cast(to_tiny, use(far_p)); }, "(cast fp:c*f):c*t",
-         "invalid narrow pointer cast\n"},
-        {"narrowing a constant", [&] { return cast(to_near, far_const()); }, "(cast 4660:i*f):c*n",
-         "invalid narrow pointer cast\n"},
-        {"an array decays first", [&] { return cast(to_far, use(arr)); }, "&arr:c*f{R}", ""},
-        {"an array narrowed", [&] { return cast(to_near, use(arr)); }, "(cast &arr:c*f):c*n",
-         "invalid narrow pointer cast\n"},
-        {"(char *)1.5", [&] { return cast(to_near, real(1.5)); }, "(cast 1.5r:d):c*n",
-         "invalid pointer cast operand\n"},
-        {"(short)far pointer", [&] { return cast(&type_short, use(far_p)); }, "(cast fp:c*f):s",
-         "invalid narrow pointer cast\n"},
-        {"(short)near pointer", [&] { return cast(&type_short, use(near_p)); }, "(cast np:c*n):s", ""},
-        {"(char)near pointer", [&] { return cast(&type_char, use(near_p)); }, "(cast np:c*n):c",
-         "invalid narrow pointer cast\n"},
-        {"(long)far pointer constant retypes", [&] { return cast(&type_long, far_const()); }, "4660:l{R}", ""},
-        {"(int)address converts", [&] { return cast(&type_int, unary(OP_ADDR, use(tiny_obj))); }, "(cast &t:c*t):i", ""},
+        TC("(char @near *)i converts", cast(to_near, use(i)), "(cast i:i):c*n", ""),
+        TC("same space retypes", cast(to_near, use(near_p)), "np:c*n{R}", ""),
+        TC("no space counts as near", cast(to_near, use(plain_p)), "pp:c*n{R}", ""),
+        TC("widening converts", cast(to_far, use(near_p)), "(cast np:c*n):c*f", ""),
+        TC("tiny variable to near converts", cast(to_near, use(tiny_p)), "(cast tp:c*t):c*n", ""),
+        TC("tiny address to near retypes", cast(to_near, unary(OP_ADDR, use(tiny_obj))), "&t:c*n{R}", ""),
+        TC("tiny address to far converts", cast(to_far, unary(OP_ADDR, use(tiny_obj))), "(cast &t:c*t):c*f", ""),
+        TC("narrowing a variable", cast(to_tiny, use(far_p)), "(cast fp:c*f):c*t", "invalid narrow pointer cast\n"),
+        TC("narrowing a constant", cast(to_near, far_const()), "(cast 4660:i*f):c*n", "invalid narrow pointer cast\n"),
+        TC("an array decays first", cast(to_far, use(arr)), "&arr:c*f{R}", ""),
+        TC("an array narrowed", cast(to_near, use(arr)), "(cast &arr:c*f):c*n", "invalid narrow pointer cast\n"),
+        TC("(char *)1.5", cast(to_near, real(1.5)), "(cast 1.5r:d):c*n", "invalid pointer cast operand\n"),
+        TC("(short)far pointer", cast(&type_short, use(far_p)), "(cast fp:c*f):s", "invalid narrow pointer cast\n"),
+        TC("(short)near pointer", cast(&type_short, use(near_p)), "(cast np:c*n):s", ""),
+        TC("(char)near pointer", cast(&type_char, use(near_p)), "(cast np:c*n):c", "invalid narrow pointer cast\n"),
+        TC("(long)far pointer constant retypes", cast(&type_long, far_const()), "4660:l{R}", ""),
+        TC("(int)address converts", cast(&type_int, unary(OP_ADDR, use(tiny_obj))), "(cast &t:c*t):i", ""),
     };
-    run_cases(messages, cases, std::size(cases));
+    RUN(cases);
 
     opt_np = 1;
     const TreeCase np_cases[] = {
-        {"narrowing a variable under -np", [&] { return cast(to_tiny, use(far_p)); }, "(cast fp:c*f):c*t", ""},
-        {"narrowing a constant under -np", [&] { return cast(to_near, far_const()); }, "4660:c*n{R}", ""},
-        {"narrowing an address under -np", [&] { return cast(to_near, use(arr)); }, "(cast &arr:c*f):c*n", ""},
-        {"(short)far pointer under -np", [&] { return cast(&type_short, use(far_p)); }, "(cast fp:c*f):s", ""},
+        TC("narrowing a variable under -np", cast(to_tiny, use(far_p)), "(cast fp:c*f):c*t", ""),
+        TC("narrowing a constant under -np", cast(to_near, far_const()), "4660:c*n{R}", ""),
+        TC("narrowing an address under -np", cast(to_near, use(arr)), "(cast &arr:c*f):c*n", ""),
+        TC("(short)far pointer under -np", cast(&type_short, use(far_p)), "(cast fp:c*f):s", ""),
     };
     run_cases(messages, np_cases, std::size(np_cases));
 }
