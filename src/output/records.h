@@ -256,6 +256,14 @@ void write_literal_label(uint16_t label, int alignment);
 void write_literals();
 void write_label_ops(uint16_t jump_label, uint16_t define_label, uint32_t line, int flag);
 
+// Debug information of source files, functions and macros, called by the
+// source and macro layers.
+void write_debug_source_file(const char *name, uint16_t label, uint16_t end_label);
+uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label,
+                              uint16_t end_label);
+void write_debug_file_end(Symbol *symbols, uint16_t label, uint16_t end_label, uint32_t lines);
+void write_debug_macro_name(NameRecord *name);
+
 // ---------------------------------------------------------------------------
 // Reading the file back: decodes `size` bytes of an intermediate file and
 // prints one line per record to `out`.  A malformed file gets a message with

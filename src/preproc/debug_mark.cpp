@@ -6,13 +6,8 @@
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
+#include "output/records.h"
 #include "preproc/source.h"
-
-// The debug information writer.
-void write_debug_source_file(const char *name, uint16_t label, uint16_t end_label);
-uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label,
-                              uint16_t end_label);
-void write_debug_file_end(Symbol *symbols, uint16_t label, uint16_t end_label, uint32_t lines);
 
 namespace {
 

@@ -9,9 +9,6 @@
 #include "output/records.h"
 #include "preproc/pptoken.h"
 
-// Writes the debug name record of a macro; belongs to the debug writer.
-void write_debug_macro_name(NameRecord *name);
-
 TrieNode *macro_trie;
 MacroDef *macro_list;
 MacroDef *hidden_macros;
