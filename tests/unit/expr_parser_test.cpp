@@ -407,6 +407,15 @@ TEST_F(ExprParserTable, KnownValuesReplaceReads) {
          "(, (, (= x:i 1:i):i (?: (!= c:i 0:i):i (= x:i 2:i):i 0:i):i):i (= y:i x:i):i):i", ""},
     };
     table(cases, sizeof cases / sizeof cases[0]);
+    // A function pointer of known value is called directly; a data pointer
+    // is not followed.
+    TypeNode *ftype = function(&type_int, {&type_void});
+    declare("fv", ftype);
+    declare("fp", pointer(ftype));
+    EXPECT_EQ(shape("fp = fv, fp()", 0, nullptr),
+              "(, (= fp:i()* &fv:i()*):i()* (call &fv:i()*):i):i");
+    EXPECT_EQ(shape("p = &arr[1], x = *p", 0, nullptr),
+              "(, (= p:i* &arr+4:i*):i* (= x:i (deref p:i*):i):i):i");
     opt_cp = 1;
     EXPECT_EQ(shape("x = 1, y = x", 0, nullptr), "(, (= x:i 1:i):i (= y:i x:i):i):i");
     opt_cp = 0;
