@@ -2,7 +2,6 @@
 // the parsing of `@name`, and the completion of attribute words by the
 // defaults.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -14,33 +13,9 @@
 #include "driver/options.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
+#include "message_capture.h"
 
 namespace {
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
 
 class MemorySpaces : public ::testing::Test {
 protected:

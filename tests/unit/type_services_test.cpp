@@ -3,7 +3,6 @@
 // arithmetic types, merging of redeclarations and the assignment range
 // warnings.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -13,6 +12,7 @@
 #include "decl/type.h"
 #include "driver/options.h"
 #include "expr/expr_node.h"
+#include "message_capture.h"
 
 // Records live to the end of the run, as in the whole program; a sanitizer
 // build is not to count them as leaks.
@@ -21,32 +21,6 @@ extern "C" const char *__asan_default_options() {
 }
 
 namespace {
-
-// Collects the texts of the diagnostics reported while it lives.
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
 
 // Options that the services read, restored after each test.
 class TypeServices : public ::testing::Test {
@@ -218,8 +192,7 @@ TEST_F(TypeServices, SizeErrorsReportAndGiveZero) {
         {"int[][4]", array(0, array(4, &type_int)), false, 0, "array size unknown\n"},
         {"int[4][]", array(4, array(0, &type_int)), false, 0, "array size unknown\n"},
         {"array of void", array(4, &type_void), false, 0, "size unknown\n"},
-        {"array of incomplete struct", array(2, incomplete(TY_STRUCT)), false, 0,
-         "struct/union size unknown\n"},
+        {"array of incomplete struct", array(2, incomplete(TY_STRUCT)), false, 0, "struct/union size unknown\n"},
         {"enum without members", enum_of(&type_int, false), false, 4, "enum size unknown\n"},
         {"enum without members under -ne", enum_of(&type_int, false), true, 4, ""},
     };
@@ -306,10 +279,8 @@ TEST_F(TypeServices, SameTypeOverPairs) {
         {"int f(), char f()", function(nullptr, &type_int), function(nullptr, &type_char), false},
         {"f(int), f(int)", function(prototype({&type_int})), function(prototype({&type_int})), true},
         {"f(int), f(long)", function(prototype({&type_int})), function(prototype({&type_long})), false},
-        {"f(int), f(int, int)", function(prototype({&type_int})),
-         function(prototype({&type_int, &type_int})), false},
-        {"f(int, ...), f(int)", function(prototype({&type_int}, false)),
-         function(prototype({&type_int})), false},
+        {"f(int), f(int, int)", function(prototype({&type_int})), function(prototype({&type_int, &type_int})), false},
+        {"f(int, ...), f(int)", function(prototype({&type_int}, false)), function(prototype({&type_int})), false},
         {"f(short), f()", function(prototype({&type_short})), function(nullptr), true},
         {"f(), f(short)", function(nullptr), function(prototype({&type_short})), true},
         {"f(char), f()", function(prototype({&type_char})), function(nullptr), false},
@@ -325,14 +296,11 @@ TEST_F(TypeServices, SameTypeOverPairs) {
         {"f(a, b), f(int, int)", function(names(2)), function(prototype({&type_int, &type_int})), true},
         {"f(int, int), f(a)", function(prototype({&type_int, &type_int})), function(names(1)), false},
         {"f(int, int), f(a, b, c)", function(prototype({&type_int, &type_int})), function(names(3)), false},
-        {"f(char *), f(void *)", function(prototype({char_ptr})),
-         function(prototype({pointer(0, &type_void)})), true},
+        {"f(char *), f(void *)", function(prototype({char_ptr})), function(prototype({pointer(0, &type_void)})), true},
         {"f(void @far *), f(char *)", function(prototype({pointer(ATTR_FAR, &type_void)})),
          function(prototype({char_ptr})), true},
-        {"f(int *), f(char *)", function(prototype({pointer(0, &type_int)})),
-         function(prototype({char_ptr})), false},
-        {"f(const char *), f(char *)", function(prototype({const_char_ptr})),
-         function(prototype({char_ptr})), true},
+        {"f(int *), f(char *)", function(prototype({pointer(0, &type_int)})), function(prototype({char_ptr})), false},
+        {"f(const char *), f(char *)", function(prototype({const_char_ptr})), function(prototype({char_ptr})), true},
         {"f(const char *), f(char *) under -sa", function(prototype({const_char_ptr})),
          function(prototype({char_ptr})), false, false, true},
         {"f(const void *), f(void *) under -sa", function(prototype({pointer(ATTR_CONST, &type_void)})),
