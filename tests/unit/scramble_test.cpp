@@ -143,16 +143,6 @@ TEST_F(ScrambleTest, LinesOfTheScrambledText) {
     }
 }
 
-TEST_F(ScrambleTest, CountsLinesFromTheFirstPlainLine) {
-    ASSERT_EQ(open_source(write_file("c.c", scramble("one\ntwo\n", 99)).c_str(), 0), 1);
-    char line[64];
-    ASSERT_NE(read_source_line(line, sizeof line), nullptr);
-    EXPECT_STREQ(line, "one\n");
-    EXPECT_EQ(current_line(), 1u);
-    ASSERT_NE(read_source_line(line, sizeof line), nullptr);
-    EXPECT_EQ(current_line(), 2u);
-}
-
 TEST_F(ScrambleTest, ScrambledHeaderInPlainSource) {
     std::string main_path = write_file("main.c", "first\n\xFE not a mark\nlast\n");
     std::string header_path = write_file("h.h", scramble("secret\n", 0xBEEF));
@@ -166,22 +156,6 @@ TEST_F(ScrambleTest, ScrambledHeaderInPlainSource) {
     EXPECT_EQ(all_lines(), (std::vector<std::string>{"secret\n", "\xFE not a mark\n", "last\n"}));
     EXPECT_EQ((*first_record)->scramble, nullptr);
     EXPECT_NE((*first_record)->next->scramble, nullptr);
-}
-
-TEST_F(ScrambleTest, RefusedWithPreprocessedTextOrLineRecords) {
-    std::string path = write_file("e.c", scramble("int x;\n", 1));
-    for (int32_t *flag : {&opt_e, &opt_l}) {
-        EXPECT_EXIT(
-            {
-                error_stream = stderr;
-                *flag = 1;
-                open_source(path.c_str(), 0);
-                char line[64];
-                read_source_line(line, sizeof line);
-                std::exit(0);
-            },
-            ::testing::ExitedWithCode(2), "incompatible option for encrypted source\n");
-    }
 }
 
 }  // namespace
