@@ -167,18 +167,10 @@ TEST_F(DirectivesTest, ConditionalMessages) {
         const char *messages;
     };
     const Case cases[] = {
-        {{"#else"}, "#error zcppc t.c:1 bad #else\n"},
-        {{"#endif"}, "#error zcppc t.c:1 bad #endif\n"},
         {{"#elif"}, "#error zcppc t.c:1 bad #else\n"},
-        {{"#ifdef CM_X", "#else", "#else"}, "#error zcppc t.c:3 bad #else\n"},
-        {{"#ifdef CM_X", "#else", "#elif"}, "#error zcppc t.c:3 bad #else\n"},
-        {{"#ifdef"}, "#error zcppc t.c:1 bad #ifdef syntax\n"},
-        {{"#ifndef \"x\""}, "#error zcppc t.c:1 bad #ifndef syntax\n"},
         // In a skipped group the operand is not looked at.
         {{"#ifdef CM_X", "#ifdef"}, ""},
         {{"#ifdef CM_X", "#ifdef CM_X", "#else", "#else"}, "#error zcppc t.c:4 bad #else\n"},
-        // Extra tokens are only looked at under -sa.
-        {{"#ifdef CM_X junk", "#else junk", "#endif junk"}, ""},
     };
     for (const Case &c : cases) {
         close_conditionals();
@@ -209,46 +201,12 @@ TEST_F(DirectivesTest, MissingEndifIsReportedAtTheLastDirective) {
     EXPECT_EQ(messages(), "");
 }
 
-TEST_F(DirectivesTest, DirectiveLines) {
-    struct Case {
-        const char *line;
-        const char *messages;
-    };
-    const Case cases[] = {
-        {"#", ""},
-        {"#  /* nothing */", ""},
-        {"#foo bar", "#error zcppc t.c:1 bad # directive: foo\n"},
-        {"# 12", "#error zcppc t.c:1 bad # syntax\n"},
-        {"#define", "#error zcppc t.c:1 bad #define syntax\n"},
-        {"#define 3", "#error zcppc t.c:1 bad #define syntax\n"},
-        {"#undef", "#error zcppc t.c:1 bad #undef syntax\n"},
-        {"#undef __FILE__", "#error zcppc t.c:1 can't undef macro __FILE__\n"},
-        {"#define __STDC__ 2", "#error zcppc t.c:1 can't redefine macro __STDC__\n"},
-        {"#define defined 1", "#error zcppc t.c:1 can't redefine macro defined\n"},
-        {"#define DL_X 1", ""},
-        {"#define DL_X 1", ""},
-        {"#define DL_X   1", ""},
-        {"#define DL_X 2", "#error zcppc t.c:1 can't redefine macro DL_X\n"},
-        {"#define DL_X", "#error zcppc t.c:1 can't redefine macro DL_X\n"},
-        {"#define DL_F(a) a", ""},
-        {"#define DL_F(b) b", ""},
-        {"#define DL_F(b,c) b", "#error zcppc t.c:1 can't redefine macro DL_F\n"},
-        {"#undef DL_Y", ""},
-        {"#error", "#error zcppc t.c:1 \n"},
-        {"#error  two  words /* c */ x", "#error zcppc t.c:1 two  words /* c */ x\n"},
-        {"#line", "#error zcppc t.c:1 missing line number\n"},
-        {"#line 1.5", "#error zcppc t.c:1 invalid line number\n"},
-        {"#asm", ""},
-        {"#asm", "#error zcppc t.c:1 bad #asm directive\n"},
-        {"#endasm", ""},
-        {"#endasm", "#error zcppc t.c:1 bad #endasm directive\n"},
-    };
-    for (const Case &c : cases) {
-        EXPECT_EQ(dispatch(c.line), nullptr) << c.line;
-        EXPECT_EQ(messages(), c.messages) << c.line;
-    }
-    // The first definition stayed in force.
-    EXPECT_EQ(result("DL_X DL_F(4)"), "1 4");
+// The other directive messages are checked by the preproc end-to-end cases.
+TEST_F(DirectivesTest, RedefinitionWithoutABody) {
+    EXPECT_EQ(dispatch("#define DL_X 1"), nullptr);
+    EXPECT_EQ(dispatch("#define DL_X"), nullptr);
+    EXPECT_EQ(messages(), "#error zcppc t.c:1 can't redefine macro DL_X\n");
+    EXPECT_EQ(result("DL_X"), "1");
 }
 
 TEST_F(DirectivesTest, SkippedGroupsDropLinesAndUnknownDirectives) {
@@ -263,22 +221,16 @@ TEST_F(DirectivesTest, SkippedGroupsDropLinesAndUnknownDirectives) {
     EXPECT_EQ(result("SG_X"), "SG_X");
 }
 
-TEST_F(DirectivesTest, LineDirectiveSetsTheOverrides) {
-    dispatch("#line 42");
-    EXPECT_EQ(line_override, 41u);
-    EXPECT_EQ(line_override_active, 1);
-    EXPECT_STREQ(file_override, "t.c");
+// What #line does to positions is checked by the line_directive end-to-end
+// case; a name equal to the one in force keeps its copy.
+TEST_F(DirectivesTest, LineDirectiveKeepsAnEqualName) {
     dispatch("#line 10 \"dir\\\\f.c\"");
     EXPECT_EQ(line_override, 9u);
     EXPECT_STREQ(file_override, "dir\\f.c");
     const char *same = file_override;
     dispatch("#line 20 \"dir\\\\f.c\"");
     EXPECT_EQ(file_override, same);
-    dispatch("#define LD_N 0x10");
-    dispatch("#line LD_N g.c");
-    EXPECT_EQ(line_override, 15u);
-    EXPECT_STREQ(file_override, "dir\\f.c");
-    EXPECT_EQ(messages(), "#error zcppc dir\\f.c:15 string constant expected\n");
+    EXPECT_EQ(messages(), "");
     std::free(file_override);
     file_override = const_cast<char *>("t.c");
 }
@@ -355,22 +307,11 @@ TEST_F(DirectivesTest, PragmaWords) {
     EXPECT_EQ(messages(), "");
 }
 
-// With -e a #pragma goes through as text, unexpanded, unless it is asm or
-// endasm, which change what is assembly text.
+// With -e a #pragma goes through as text (the pragma_passes_through
+// end-to-end case), a bad unroll count unreported.
 TEST_F(DirectivesTest, PragmaLinesPassThroughWithE) {
     opt_e = 1;
-    dispatch("#define PE_W message");
-    EXPECT_EQ(result("#pragma PE_W x"), "# pragma PE_W x");
-    EXPECT_EQ(result("#pragma"), "# pragma");
-    EXPECT_EQ(result("#pragma 3"), "# pragma 3");
     EXPECT_EQ(result("#pragma unroll 1.5"), "# pragma unroll 1.5");
-    EXPECT_EQ(result("#pragma asm"), "-");
-    EXPECT_EQ(asm_mode, 1);
-    EXPECT_EQ(result("#pragma endasm"), "-");
-    EXPECT_EQ(asm_mode, 0);
-    dispatch("#ifdef PE_UNDEF");
-    EXPECT_EQ(result("#pragma x"), "-");
-    dispatch("#endif");
     EXPECT_EQ(messages(), "");
 }
 
@@ -385,12 +326,8 @@ TEST_F(DirectivesTest, DefinitionsFromOptions) {
     std::string long_option = "DO_LONG=" + long_value;
     const Case cases[] = {
         {"DO_A", "DO_A", "1", ""},
-        {"DO_B=2 + 3", "DO_B", "2 + 3", ""},
         {"DO_C=", "DO_C", "", ""},
         {"DO_D(x)=x", "DO_D", "DO_D", "#error zcppc t.c:1 bad symbol definition\n"},
-        {"DO_E+", "DO_E", "DO_E", "#error zcppc t.c:1 bad symbol definition\n"},
-        {"=5", "x", "x", "#error zcppc t.c:1 bad #define syntax\n"},
-        {"DO_A=2", "DO_A", "1", "#error zcppc t.c:1 can't redefine macro DO_A\n"},
         {long_option.c_str(), "DO_LONG", long_value.c_str(), ""},
     };
     for (const Case &c : cases) {
