@@ -47,7 +47,6 @@ TEST_F(ArithFold, ShapeRewrites) {
         TC("-a - -b is b - a", bin(OP_SUB, unary(OP_NEG, A()), unary(OP_NEG, B())), "(- b:i a:i):i", ""),
         TC("-a * -b", bin(OP_MUL, unary(OP_NEG, A()), unary(OP_NEG, B())), "(* a:i b:i):i", ""),
         TC("-a / -b", bin(OP_DIV, unary(OP_NEG, A()), unary(OP_NEG, B())), "(/ a:i b:i):i", ""),
-        TC("-a * -c", bin(OP_MUL, unary(OP_NEG, A()), unary(OP_NEG, use(c))), "(* a:i c:i):i", ""),
         TC("1 - bit", bin(OP_SUB, num(1), use(bit)), "(^ bit:bits1@3 1:i):ui", ""),
         TC("1 - wide stays", bin(OP_SUB, num(1), use(wide)), "(- 1:i wide:bits2@3):ui", ""),
         // f o (b p c), with the factor moved right as the leaf it is.
