@@ -21,12 +21,6 @@ int32_t cond_depth;
 int32_t cond_expr_depth;
 int32_t in_member_access;
 
-// Kept by the statement and initialiser layers: calls of inline functions
-// whose bodies are stored, and the writing of a static object's initial
-// value, during which uses do not count.
-extern int32_t pending_inline;
-extern int32_t in_data_init;
-
 namespace {
 
 // ---------------------------------------------------------------------------

@@ -19,10 +19,6 @@
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
 
-// Statement rewriting, for the statements that run in front of an
-// expression.
-void rewrite_stmt(StmtNode *statement);
-
 namespace {
 
 // ---------------------------------------------------------------------------

@@ -110,6 +110,10 @@ uint16_t mark_dead(StmtNode *statement);
 void note_var_use(Symbol *symbol, uint32_t bits);
 bool loop_invariant(ExprNode *expression);
 
+// Statement rewriting, for the statements that run in front of an
+// expression.
+void rewrite_stmt(StmtNode *statement);
+
 // State of the function being parsed.
 extern Symbol **case_list_slot;      // alt field of the innermost open switch, or null
 extern StmtNode **block_chain_tail;  // where the next ST_BLOCK is linked
@@ -118,6 +122,8 @@ extern uint16_t loop_depth;
 extern uint16_t loop_has_long_div;
 extern int32_t op_count;
 extern int32_t call_count;
+extern int32_t pending_inline;       // calls of inline functions whose bodies are stored
+extern int32_t in_data_init;         // a static object's initial value is being written
 extern TypeNode *return_type;
 extern NameRecord *return_label_name;
 extern ExprNode *inline_result;

@@ -29,7 +29,6 @@ extern "C" const char *__asan_default_options() {
 }
 
 // Kept by the statement layer: calls of inline functions with stored bodies.
-extern int32_t pending_inline;
 
 namespace {
 
