@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -38,32 +39,27 @@ protected:
     // or the spelling of a keyword, or a number), starting from `attr`,
     // one call per `@`; returns the final word.
     uint16_t parse(const std::vector<std::string> &words, uint16_t attr = 0) {
+        auto token = [](char *text, uint16_t length, uint16_t kind) {
+            PpToken *t = pptoken_new();
+            t->text = text;
+            t->length = length;
+            t->space = nullptr;
+            t->space_length = 0;
+            t->line = 1;
+            t->column = 0;
+            t->no_expand = 0;
+            t->kind = kind;
+            return t;
+        };
         PpToken *head = nullptr;
         PpToken **tail = &head;
         for (const std::string &word : words) {
-            PpToken *token = pptoken_new();
             texts_.push_back(word);
-            token->text = texts_.back().data();
-            token->length = uint16_t(word.size());
-            token->space = nullptr;
-            token->space_length = 0;
-            token->line = 1;
-            token->column = 0;
-            token->no_expand = 0;
-            token->kind = (word[0] >= '0' && word[0] <= '9') ? uint16_t(PP_NUMBER) : uint16_t(TOK_IDENT);
-            *tail = token;
-            tail = &token->next;
+            bool number = word[0] >= '0' && word[0] <= '9';
+            *tail = token(texts_.back().data(), uint16_t(word.size()), number ? uint16_t(PP_NUMBER) : uint16_t(TOK_IDENT));
+            tail = &(*tail)->next;
         }
-        PpToken *end = pptoken_new();
-        end->kind = TOK_SEMI;
-        end->text = semicolon_;
-        end->length = 1;
-        end->space = nullptr;
-        end->space_length = 0;
-        end->line = 1;
-        end->column = 0;
-        end->no_expand = 0;
-        *tail = end;
+        *tail = token(semicolon_, 1, TOK_SEMI);
         token_source_switch(head);
         for (size_t i = 0; i < words.size(); i++)
             parse_space_modifier(&attr);
@@ -75,7 +71,7 @@ protected:
         return find_symbol(intern_name(name, unsigned(std::strlen(name))), space_list, nullptr);
     }
 
-    std::vector<std::string> texts_ = std::vector<std::string>();
+    std::deque<std::string> texts_;   // a deque: the tokens point into its strings
     char semicolon_[2] = ";";
     int rest_code_ = 0;
     Messages messages;
