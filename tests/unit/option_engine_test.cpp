@@ -70,20 +70,26 @@ std::string render_state(int32_t warning_level, int argc, char **argv) {
     return text.substr(1);
 }
 
-// Runs the command line `zcppc ARGS...` through the real flag table, and
-// with `derive` the implied options too.
-std::string parse(std::vector<std::string> args, bool derive = false) {
-    reset_options();
+// A writable argument vector over `args`, valid until the next call.
+char **make_argv(const std::vector<std::string> &args, int *argc) {
     static std::vector<std::string> storage;
-    storage = args;
-    storage.insert(storage.begin(), "zcppc");
     static std::vector<char *> vector;
+    storage = args;
     vector.clear();
     for (std::string &arg : storage)
         vector.push_back(arg.data());
     vector.push_back(nullptr);
-    int argc = static_cast<int>(storage.size());
-    char **argv = vector.data();
+    *argc = static_cast<int>(storage.size());
+    return vector.data();
+}
+
+// Runs the command line `zcppc ARGS...` through the real flag table, and
+// with `derive` the implied options too.
+std::string parse(std::vector<std::string> args, bool derive = false) {
+    reset_options();
+    args.insert(args.begin(), "zcppc");
+    int argc;
+    char **argv = make_argv(args, &argc);
     int32_t warning_level = 0;
     parse_command_line(&argc, &argv, &warning_level);
     if (derive) {
@@ -331,15 +337,8 @@ protected:
 };
 
 std::string expand(std::vector<std::string> operands) {
-    static std::vector<std::string> storage;
-    static std::vector<char *> vector;
-    storage = operands;
-    vector.clear();
-    for (std::string &operand : storage)
-        vector.push_back(operand.data());
-    vector.push_back(nullptr);
-    int argc = static_cast<int>(storage.size());
-    char **argv = vector.data();
+    int argc;
+    char **argv = make_argv(operands, &argc);
     expand_wildcards(&argc, &argv);
     std::string text;
     for (int i = 0; i < argc; i++)
