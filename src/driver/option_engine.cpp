@@ -19,7 +19,7 @@ struct FlagDescriptor {
     void *variable;
 };
 
-bool ends_specification(char c) {
+bool ends_flag_pattern(char c) {
     return c == ' ' || c == '\t' || c == '\0';
 }
 
@@ -90,7 +90,7 @@ const char *match_descriptor(const FlagDescriptor &descriptor, const char *text,
     FlagValue value = {1, nullptr, false, false};
     for (;;) {
         char c = *spec;
-        if (ends_specification(c)) {
+        if (ends_flag_pattern(c)) {
             store_value(descriptor.variable, value);
             return cursor;
         }

@@ -47,7 +47,7 @@ extern int32_t include_capacity;
 //
 // parse_flags(&argc, &argv, title, operand, descriptor, variable, ...,
 // (const char *)nullptr) reads the flags of a command line.  Each descriptor
-// is a flag specification, a blank or tab, and the help text; its variable
+// is a flag pattern, a blank or tab, and the help text; its variable
 // is passed as a void pointer: an int32_t for a number or switch, a
 // const char * for a text (`*`), a PathList for a list (`>`).  On return
 // argc and argv describe the operands left.  Errors, -help and -vers end the
