@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "preproc/source.h"
 
 namespace {
@@ -42,10 +43,7 @@ protected:
     }
 
     void open_text(const std::string &text) {
-        FILE *f = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
+        write_text(path, text);
         input_ended = 0;
         ASSERT_EQ(open_source(path.c_str(), 0), 1);
     }
@@ -56,13 +54,7 @@ protected:
         return lines;
     }
 
-    std::string messages() {
-        std::fflush(errors);
-        std::rewind(errors);
-        std::string text;
-        for (int c; (c = std::fgetc(errors)) != EOF;) text += static_cast<char>(c);
-        return text;
-    }
+    std::string messages() { return file_text(errors); }
 };
 
 TEST_F(LogicalLineTest, TrigraphsAndSplicing) {
@@ -259,9 +251,7 @@ TEST_F(LogicalLineTest, SpliceAcrossTheEndOfAnInclude) {
     // joins with the next line of the includer.
     open_text("after\n");
     std::string header = path + ".h";
-    FILE *f = std::fopen(header.c_str(), "wb");
-    std::fputs("inc\\\n", f);
-    std::fclose(f);
+    write_text(header, "inc\\\n");
     ASSERT_EQ(open_source(header.c_str(), 1), 1);
     EXPECT_STREQ(read_logical_line(0), "incafter\n");
     std::remove(header.c_str());
