@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "lexer/token.h"
 #include "preproc/source.h"
 
@@ -61,10 +62,7 @@ protected:
         for (size_t slash = path.find('/'); slash != std::string::npos;
              slash = path.find('/', slash + 1))
             mkdir(path.substr(0, slash).c_str(), 0755);
-        FILE *f = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
+        write_text(path, text);
     }
 
     // Search directories in the order they are tried.
@@ -73,13 +71,7 @@ protected:
         for (size_t i = 0; i < directories.size(); ++i) search_slots[3 - i] = directories[i];
     }
 
-    std::string messages() {
-        std::fflush(errors);
-        std::rewind(errors);
-        std::string text;
-        for (int c; (c = std::fgetc(errors)) != EOF;) text += static_cast<char>(c);
-        return text;
-    }
+    std::string messages() { return file_text(errors); }
 
     static std::string next_line(int32_t size = 256) {
         std::vector<char> line(size);
