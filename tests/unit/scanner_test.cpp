@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
@@ -69,10 +70,7 @@ protected:
     void open_text(const std::string &text) {
         while (read_logical_line(0)) {
         }
-        FILE *f = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
+        write_text(path, text);
         input_ended = 0;
         ASSERT_EQ(open_source(path.c_str(), 0), 1);
     }
@@ -89,14 +87,7 @@ protected:
         return tokens;
     }
 
-    std::string messages() {
-        std::fflush(errors);
-        std::rewind(errors);
-        std::string text;
-        for (int c; (c = std::fgetc(errors)) != EOF;)
-            text += static_cast<char>(c);
-        return text;
-    }
+    std::string messages() { return file_text(errors); }
 
     std::vector<std::string> texts;
 };
