@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "lexer/token.h"
 #include "preproc/directives.h"
 #include "preproc/pptoken.h"
@@ -98,10 +99,7 @@ protected:
 
     // Makes `text` the whole input, as the file t.c.
     void source(const std::string &text, const char *name = "t.c") {
-        FILE *file = std::fopen(name, "wb");
-        ASSERT_NE(file, nullptr);
-        std::fwrite(text.data(), 1, text.size(), file);
-        std::fclose(file);
+        write_text(name, text);
         input_ended = 0;
         ASSERT_EQ(open_source(name, 0), 1);
     }
@@ -138,15 +136,7 @@ protected:
         ASSERT_EQ(ftruncate(fileno(errors), 0), 0);
     }
 
-    std::string messages() {
-        std::fflush(errors);
-        std::rewind(errors);
-        std::string out;
-        char line[512];
-        while (std::fgets(line, sizeof line, errors))
-            out += line;
-        return out;
-    }
+    std::string messages() { return file_text(errors); }
 };
 
 // What next_token makes of whole sources: keywords, constants, strings
