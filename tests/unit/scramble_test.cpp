@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "preproc/source.h"
 
 namespace {
@@ -58,10 +59,7 @@ protected:
 
     std::string write_file(const std::string &name, const std::string &bytes) {
         std::string path = directory + "/" + name;
-        FILE *f = std::fopen(path.c_str(), "wb");
-        EXPECT_NE(f, nullptr);
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
-        std::fclose(f);
+        write_text(path, bytes);
         return path;
     }
 
