@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
@@ -63,10 +64,7 @@ protected:
     void open_text(const std::string &text) {
         while (read_logical_line(0)) {
         }
-        FILE *f = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
+        write_text(path, text);
         input_ended = 0;
         line_override_active = 0;
         ASSERT_EQ(open_source(path.c_str(), 0), 1);
