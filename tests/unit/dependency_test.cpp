@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "driver/options.h"
+#include "file_text.h"
 #include "preproc/source.h"
 
 namespace {
@@ -24,13 +25,7 @@ protected:
         opt_xp = 0;
         std::fclose(output);
     }
-    std::string written() {
-        std::fflush(output);
-        std::rewind(output);
-        std::string text;
-        for (int c; (c = std::fgetc(output)) != EOF;) text += static_cast<char>(c);
-        return text;
-    }
+    std::string written() { return file_text(output); }
 };
 
 // Wrapping at column 78, quotes and -xp on plain names are checked by the
