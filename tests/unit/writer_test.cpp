@@ -9,6 +9,7 @@
 #include "decl/type.h"
 #include "driver/options.h"
 #include "expr/expr_node.h"
+#include "file_text.h"
 #include "lexer/token.h"
 #include "output/records.h"
 
@@ -44,14 +45,7 @@ protected:
         mark_ = end;
         return bytes;
     }
-    std::string diagnostics() {
-        std::fflush(error_stream);
-        std::rewind(error_stream);
-        std::string text;
-        int c;
-        while ((c = std::fgetc(error_stream)) != EOF) text += char(c);
-        return text;
-    }
+    std::string diagnostics() { return file_text(error_stream); }
     long mark_ = 0;
 };
 
