@@ -6,13 +6,12 @@
 // declaration, calls with their argument checks, array and member access,
 // sizeof, precedence climbing, the comma operator, constant expressions and
 // the turning of a value into a test.
-#include <pthread.h>
-
 #include <cstring>
 
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
+#include "driver/stack_room.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
@@ -22,66 +21,6 @@ int32_t cond_expr_depth;
 int32_t in_member_access;
 
 namespace {
-
-// ---------------------------------------------------------------------------
-// Room on the stack.  The parser is plain recursive descent, so its depth
-// follows the nesting of the source.  When the stack of the running thread
-// is nearly used up, the descent goes on in a new thread with a large stack
-// of its own while the old one waits for it; only one thread ever runs, so
-// the parser's global state needs no protection.
-
-// Left free below the limit: room for the walks of other routines over a
-// deep tree (comparison of trees, typing) below the last check.
-constexpr size_t STACK_MARGIN = size_t(4) << 20;
-constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;  // stack of each further thread
-
-// Lowest address the running thread may reach, null until it is known.
-thread_local char *stack_limit;
-
-char *find_stack_limit() {
-    char here;
-    pthread_attr_t attr;
-    void *base = nullptr;
-    size_t size = 0;
-    if (pthread_getattr_np(pthread_self(), &attr) == 0) {
-        pthread_attr_getstack(&attr, &base, &size);
-        pthread_attr_destroy(&attr);
-    }
-    char *low = static_cast<char *>(base);
-    // Without a usable answer assume the common 8 MB below this frame.
-    if (low == nullptr || size < 2 * STACK_MARGIN || low > &here)
-        low = &here - (size_t(8) << 20);
-    return low + STACK_MARGIN;
-}
-
-bool stack_is_low() {
-    if (stack_limit == nullptr)
-        stack_limit = find_stack_limit();
-    return static_cast<char *>(__builtin_frame_address(0)) < stack_limit;
-}
-
-template <typename F>
-void *run_call(void *call) {
-    (*static_cast<F *>(call))();
-    return nullptr;
-}
-
-// Runs `call` on a fresh stack, or in place when no thread can be made.
-template <typename F>
-void on_fresh_stack(F &call) {
-    pthread_attr_t attr;
-    pthread_t thread;
-    bool started = false;
-    if (pthread_attr_init(&attr) == 0) {
-        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0)
-            started = pthread_create(&thread, &attr, run_call<F>, &call) == 0;
-        pthread_attr_destroy(&attr);
-    }
-    if (started)
-        pthread_join(thread, nullptr);
-    else
-        call();
-}
 
 // ---------------------------------------------------------------------------
 // Precedence of the binary operators, indexed by the operator code and 31.

@@ -8,79 +8,17 @@
 // at a byte offset; `strlen` of a literal through an @inline declaration
 // becomes a constant; and uses of a much-used object go through the
 // register that holds its address.
-#include <pthread.h>
-
 #include <cstring>
 
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
+#include "driver/stack_room.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
 
 namespace {
-
-// ---------------------------------------------------------------------------
-// Room on the stack: the walk follows the depth of the tree, which follows
-// the source.  Near the end of the running thread's stack the walk goes on
-// in a new thread with a large stack while the old one waits.
-
-constexpr size_t STACK_MARGIN = size_t(4) << 20;
-constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;
-
-thread_local char *stack_limit;
-
-char *find_stack_limit() {
-    char here;
-    pthread_attr_t attr;
-    void *base = nullptr;
-    size_t size = 0;
-    if (pthread_getattr_np(pthread_self(), &attr) == 0) {
-        pthread_attr_getstack(&attr, &base, &size);
-        pthread_attr_destroy(&attr);
-    }
-    char *low = static_cast<char *>(base);
-    if (low == nullptr || size < 2 * STACK_MARGIN || low > &here)
-        low = &here - (size_t(8) << 20);
-    return low + STACK_MARGIN;
-}
-
-bool stack_is_low() {
-    if (stack_limit == nullptr)
-        stack_limit = find_stack_limit();
-    return static_cast<char *>(__builtin_frame_address(0)) < stack_limit;
-}
-
-struct FoldCall {
-    ExprNode *node;
-    int want;
-};
-
-void *run_fold(void *call) {
-    auto *c = static_cast<FoldCall *>(call);
-    fold_expr(c->node, c->want);
-    return nullptr;
-}
-
-// Runs the fold of `node` on a fresh stack; false when no thread can be
-// made.
-bool fold_on_fresh_stack(ExprNode *node, int want) {
-    FoldCall call{node, want};
-    pthread_attr_t attr;
-    pthread_t thread;
-    bool started = false;
-    if (pthread_attr_init(&attr) == 0) {
-        if (pthread_attr_setstacksize(&attr, FRESH_STACK_SIZE) == 0)
-            started = pthread_create(&thread, &attr, run_fold, &call) == 0;
-        pthread_attr_destroy(&attr);
-    }
-    if (started)
-        pthread_join(thread, nullptr);
-    return started;
-}
-
-// ---------------------------------------------------------------------------
 
 bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
 bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
@@ -365,8 +303,13 @@ void fold_here(ExprNode *node, int want) {
 void fold_expr(ExprNode *node, int want) {
     if (node == nullptr)
         return;
-    if (stack_is_low() && fold_on_fresh_stack(node, want))
+    // The walk follows the depth of the tree; near the end of the stack it
+    // goes on in a thread with a large stack of its own.
+    if (stack_is_low()) {
+        auto call = [&] { fold_here(node, want); };
+        on_fresh_stack(call);
         return;
+    }
     fold_here(node, want);
 }
 
