@@ -12,6 +12,7 @@
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
+#include "expr/binary_rules.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
@@ -20,6 +21,8 @@
 // null for "known to be unknown", `next_known` the next older record.  The
 // statement parser cuts it (sets it to null) wherever control joins.
 ExprNode *known_values;
+
+using binary_rules::note_zero_divisor;
 
 namespace {
 
@@ -66,19 +69,6 @@ bool is_power_of_two(uint32_t v, int *log) {
         n++;
     *log = n;
     return true;
-}
-
-// A 0 used as divisor keeps the position for the report of the later fold.
-// A real 0.0 gives up its pooled value: the leaf's `left` holds the
-// position from then on.
-void note_zero_divisor(ExprNode *divisor, uint8_t mark) {
-    if ((divisor->lflags & LF_LITERAL) != 0) {
-        drop_literal_use(divisor->literal);
-        divisor->lflags = LEAF_CONST;
-        divisor->value = 0;
-    }
-    divisor->lflags |= mark;
-    divisor->position = save_position();
 }
 
 ExprNode *int_const_of(int32_t value) { return make_int_const(nullptr, value); }

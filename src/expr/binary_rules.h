@@ -1,6 +1,6 @@
 // Shared by the typing of binary operators (binary.cpp), of comparisons
-// (compare.cpp) and the arithmetic folds (arith_fold.cpp); private to the
-// expression folder.
+// (compare.cpp) and of assignments (assign.cpp) and the arithmetic folds
+// (arith_fold.cpp); private to the expression folder.
 //
 // All arithmetic on target values is 32 bits wide and wraps around.  It is
 // done in unsigned host arithmetic, so that overflow, the lowest number
