@@ -24,6 +24,18 @@ struct Arguments {
     intptr_t next() { return used < count ? value[used++] : 0; }
 };
 
+// Writes one conversion `spec` with `value`, preceded by the `stars` values
+// of a `*` width or precision.
+template <typename T>
+void write_value(FILE *stream, const char *spec, int stars, const int *star_value, T value) {
+    if (stars == 0)
+        std::fprintf(stream, spec, value);
+    else if (stars == 1)
+        std::fprintf(stream, spec, star_value[0], value);
+    else
+        std::fprintf(stream, spec, star_value[0], star_value[1], value);
+}
+
 // Writes one conversion `spec` (from `%` through its letter) with its
 // values.  A `*` width or precision takes an int of its own.
 void write_conversion(FILE *stream, const char *spec, ArgumentKind kind, int stars,
@@ -33,49 +45,23 @@ void write_conversion(FILE *stream, const char *spec, ArgumentKind kind, int sta
         star_value[i] = static_cast<int>(arguments.next());
     intptr_t raw = arguments.next();
     switch (kind) {
-    case ARG_INT: {
-        int value = static_cast<int>(raw);
-        if (stars == 0)
-            std::fprintf(stream, spec, value);
-        else if (stars == 1)
-            std::fprintf(stream, spec, star_value[0], value);
-        else
-            std::fprintf(stream, spec, star_value[0], star_value[1], value);
+    case ARG_INT:
+        write_value(stream, spec, stars, star_value, static_cast<int>(raw));
         break;
-    }
-    case ARG_LONG: {
-        long value = static_cast<long>(raw);
-        if (stars == 0)
-            std::fprintf(stream, spec, value);
-        else if (stars == 1)
-            std::fprintf(stream, spec, star_value[0], value);
-        else
-            std::fprintf(stream, spec, star_value[0], star_value[1], value);
+    case ARG_LONG:
+        write_value(stream, spec, stars, star_value, static_cast<long>(raw));
         break;
-    }
     case ARG_TEXT: {
         const char *value = reinterpret_cast<const char *>(raw);
         if (value == nullptr)
             value = "";
         // A precision caps what is read; a negative one means none.
-        if (stars == 0)
-            std::fprintf(stream, spec, value);
-        else if (stars == 1)
-            std::fprintf(stream, spec, star_value[0], value);
-        else
-            std::fprintf(stream, spec, star_value[0], star_value[1], value);
+        write_value(stream, spec, stars, star_value, value);
         break;
     }
-    case ARG_POINTER: {
-        const void *value = reinterpret_cast<const void *>(raw);
-        if (stars == 0)
-            std::fprintf(stream, spec, value);
-        else if (stars == 1)
-            std::fprintf(stream, spec, star_value[0], value);
-        else
-            std::fprintf(stream, spec, star_value[0], star_value[1], value);
+    case ARG_POINTER:
+        write_value(stream, spec, stars, star_value, reinterpret_cast<const void *>(raw));
         break;
-    }
     }
 }
 
