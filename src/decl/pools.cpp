@@ -26,19 +26,30 @@ ExprNode *expr_chain;
 // Labels are odd, from 3: the counter starts at 1 and grows by 2.
 uint32_t label_counter = 1;
 
+// A record of the pool with this free list and chain head: popped from the
+// free list, else a new one from the heap that becomes the chain head.
+template <typename T>
+T *take_record(T *&free_list, T *&chain) {
+    T *record;
+    if (free_list != nullptr) {
+        record = free_list;
+        free_list = record->link;
+    } else {
+        record = static_cast<T *>(checked_alloc(sizeof(T), chain));
+        chain = record;
+    }
+    return record;
+}
+
 } // namespace
 
 TypeNode *new_type(int32_t code, TypeNode *next) {
     TypeNode *type;
-    bool keep = (code & TY_KEEP) != 0;
-    if (type_free != nullptr && !keep) {
-        type = type_free;
-        type_free = type->link;
-    } else {
+    if ((code & TY_KEEP) != 0)
+        // Kept for good: from the heap, and never part of the chain.
         type = static_cast<TypeNode *>(checked_alloc(sizeof(TypeNode), type_chain));
-        if (!keep)
-            type_chain = type;
-    }
+    else
+        type = take_record(type_free, type_chain);
     type->code = uint8_t(code);
     type->next = next;
     type->dbg_label = 0;
@@ -50,14 +61,7 @@ void mark_types() { type_chain = type_free; }
 void release_types() { type_free = type_chain; }
 
 StmtNode *new_stmt(int32_t kind) {
-    StmtNode *stmt;
-    if (stmt_free != nullptr) {
-        stmt = stmt_free;
-        stmt_free = stmt->link;
-    } else {
-        stmt = static_cast<StmtNode *>(checked_alloc(sizeof(StmtNode), stmt_chain));
-        stmt_chain = stmt;
-    }
+    StmtNode *stmt = take_record(stmt_free, stmt_chain);
     stmt->kind = uint8_t(kind);
     stmt->flags = 0;
     stmt->label = 0;
@@ -68,14 +72,7 @@ StmtNode *new_stmt(int32_t kind) {
 void release_stmts() { stmt_free = stmt_chain; }
 
 ExprNode *new_expr(int32_t op) {
-    ExprNode *expr;
-    if (expr_free_list != nullptr) {
-        expr = expr_free_list;
-        expr_free_list = expr->link;
-    } else {
-        expr = static_cast<ExprNode *>(checked_alloc(sizeof(ExprNode), expr_chain));
-        expr_chain = expr;
-    }
+    ExprNode *expr = take_record(expr_free_list, expr_chain);
     expr->op = uint8_t(op);
     expr->eflags = 0;
     expr->right = nullptr;
