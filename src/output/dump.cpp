@@ -286,6 +286,7 @@ private:
     bool statement_record(uint32_t tag);
     bool case_record(uint32_t tag);
     bool value_record(uint32_t tag);
+    bool literal_record();
     bool shared_record(uint32_t tag, bool *known);
     bool symbol_decl(const char *title, uint32_t want);
     bool label_record(const char *title);
@@ -576,6 +577,20 @@ bool Dumper::shared_record(uint32_t tag, bool *known) {
     }
 }
 
+// The body of a REC_LITERAL record, at file level or within a data object:
+// the alignment, three zero bytes and the label of the literal.
+bool Dumper::literal_record() {
+    uint32_t v, label;
+    size_t at = pos_;
+    if (!u8(&v, "alignment")) return false;
+    if (v > 3) return fail_byte(at, "alignment 0..3");
+    if (!zeros(3, "three zero bytes of REC_LITERAL") || !u16(&label, "literal label"))
+        return false;
+    putf("LITERAL align=%u label=", v);
+    put_label(label);
+    return true;
+}
+
 // Value records of a data object, and of debug data at file level.
 bool Dumper::value_record(uint32_t tag) {
     uint32_t width, v;
@@ -675,13 +690,7 @@ bool Dumper::file_record(uint32_t tag) {
         }
         return true;
     case REC_LITERAL:
-        at = pos_;
-        if (!u8(&v, "alignment")) return false;
-        if (v > 3) return fail_byte(at, "alignment 0..3");
-        if (!zeros(3, "three zero bytes of REC_LITERAL") || !u16(&attr, "literal label"))
-            return false;
-        putf("LITERAL align=%u label=", v);
-        put_label(attr);
+        if (!literal_record()) return false;
         if (context_ == Context::file) context_ = Context::data;
         return true;
     case REC_DEBUG_LABEL:
@@ -718,22 +727,13 @@ bool Dumper::file_record(uint32_t tag) {
 }
 
 bool Dumper::data_record(uint32_t tag) {
-    uint32_t v, label;
-    size_t at;
     switch (tag) {
     case REC_DATA_END:
         context_ = Context::file;
         put("DATA_END");
         return true;
     case REC_LITERAL:
-        at = pos_;
-        if (!u8(&v, "alignment")) return false;
-        if (v > 3) return fail_byte(at, "alignment 0..3");
-        if (!zeros(3, "three zero bytes of REC_LITERAL") || !u16(&label, "literal label"))
-            return false;
-        putf("LITERAL align=%u label=", v);
-        put_label(label);
-        return true;
+        return literal_record();
     case REC_INT: case REC_FLOAT: case REC_STRING: case REC_ZEROS:
     case REC_ADDRESS1: case REC_ADDRESS2: case REC_ADDRESS4:
         return value_record(tag);
