@@ -157,16 +157,29 @@ PpToken *dispatch_line(PpToken *list) {
 // ---------------------------------------------------------------------------
 // #define, #undef, -d
 
-void dir_define(PpToken **link) {
-    PpToken *name = *link;
+namespace {
+
+// True when `name`, the token after #define or #undef, is an identifier that
+// does not name a built-in macro; otherwise reports `bad_syntax` or
+// `builtin`, the latter with the name.
+bool is_user_macro_name(const PpToken *name, const char *bad_syntax, const char *builtin) {
     if (!name || name->kind != TOK_IDENT) {
-        report("bad #define syntax", 0, 0);
-        return;
+        report(bad_syntax, 0, 0);
+        return false;
     }
     if (builtin_macro_code(name)) {
-        report("can't redefine macro %.*s", name->length, reinterpret_cast<intptr_t>(name->text));
-        return;
+        report(builtin, name->length, reinterpret_cast<intptr_t>(name->text));
+        return false;
     }
+    return true;
+}
+
+}  // namespace
+
+void dir_define(PpToken **link) {
+    PpToken *name = *link;
+    if (!is_user_macro_name(name, "bad #define syntax", "can't redefine macro %.*s"))
+        return;
     const MacroDef *old = macro_lookup(name);
     if (!old) {
         macro_define(name);
@@ -190,14 +203,8 @@ void dir_define(PpToken **link) {
 
 void dir_undef(PpToken **link) {
     PpToken *name = *link;
-    if (!name || name->kind != TOK_IDENT) {
-        report("bad #undef syntax", 0, 0);
+    if (!is_user_macro_name(name, "bad #undef syntax", "can't undef macro %.*s"))
         return;
-    }
-    if (builtin_macro_code(name)) {
-        report("can't undef macro %.*s", name->length, reinterpret_cast<intptr_t>(name->text));
-        return;
-    }
     macro_undefine(name);
     if (opt_sa && name->next && name->next->kind != PP_EOL)
         report("unexpected token", 0, 0);
