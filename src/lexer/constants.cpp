@@ -189,6 +189,22 @@ void convert_real(Token *token, const char *p, unsigned n) {
         token->code = TOK_FLOAT;
 }
 
+// The first character of a character or string constant's contents: past
+// the L of a wide constant and the opening quote.
+const char *contents_start(const char *p, const char *end) {
+    if (p < end && *p == 'L')
+        p++;
+    if (p < end)
+        p++;
+    return p;
+}
+
+// The value of the character at `*cursor`, an escape sequence read whole,
+// and `*cursor` moved past it.
+uint32_t next_char_value(const char **cursor, const char *end) {
+    return **cursor == '\\' ? escape_value(cursor, end) : static_cast<uint8_t>(*(*cursor)++);
+}
+
 }  // namespace
 
 // Powers of ten by which a real is scaled: bit k of the exponent selects
@@ -228,15 +244,10 @@ void convert_number_spelling(Token *token, const char *p, unsigned n) {
 // -u makes plain char unsigned.
 void convert_char_spelling(Token *token, const char *p, unsigned n) {
     const char *end = p + n;
-    if (p < end && *p == 'L')
-        p++;
-    if (p < end)
-        p++;
+    p = contents_start(p, end);
     uint32_t v = 0;
-    while (p < end && *p != '\'') {
-        uint32_t c = *p == '\\' ? escape_value(&p, end) : static_cast<uint8_t>(*p++);
-        v = (v << 8) + (c & 0xFF);
-    }
+    while (p < end && *p != '\'')
+        v = (v << 8) + (next_char_value(&p, end) & 0xFF);
     if (v < 256 && (v & 0x80) && !opt_u)
         v |= 0xFFFFFF00u;
     token->code = TOK_INT;
@@ -257,16 +268,11 @@ void convert_string_spelling(Token *token, const char *text, unsigned n) {
             buffer_size = 256;
         buffer = static_cast<uint8_t *>(checked_alloc(buffer_size, nullptr));
     }
-    const char *in = text, *end = text + n;
-    if (in < end && *in == 'L')
-        in++;
-    if (in < end)
-        in++;
+    const char *end = text + n;
+    const char *in = contents_start(text, end);
     unsigned length = 0;
-    while (in < end && *in != '"') {
-        uint32_t c = *in == '\\' ? escape_value(&in, end) : static_cast<uint8_t>(*in++);
-        buffer[length++] = static_cast<uint8_t>(c);
-    }
+    while (in < end && *in != '"')
+        buffer[length++] = static_cast<uint8_t>(next_char_value(&in, end));
     token->code = TOK_STRING;
     token->value.string = pool_string(buffer, length);
 }
