@@ -69,29 +69,30 @@ TypeNode *integer_of_enum(TypeNode *type) {
     return type;
 }
 
-ExprNode *string_leaf(const Token *t) {
-    StringConst *string = t->value.string;
-    if (string->extra_uses != 0xFFFF)
-        string->extra_uses++;
+// A leaf for a pooled string or real constant, counted as one more use of
+// it (the count sticks at its top); the caller gives it its type.
+ExprNode *literal_leaf(StringConst *literal) {
+    if (literal->extra_uses != 0xFFFF)
+        literal->extra_uses++;
     ExprNode *e = new_expr(OP_LEAF);
-    TypeNode *array = new_type(TY_ARRAY, opt_u ? &type_uchar : &type_char);
-    array->dim = int32_t(string->length) + 1;
-    e->type = array;
-    e->literal = string;
+    e->literal = literal;
     e->value = 0;
     e->lflags = LEAF_LITERAL;
     return e;
 }
 
+ExprNode *string_leaf(const Token *t) {
+    StringConst *string = t->value.string;
+    ExprNode *e = literal_leaf(string);
+    TypeNode *array = new_type(TY_ARRAY, opt_u ? &type_uchar : &type_char);
+    array->dim = int32_t(string->length) + 1;
+    e->type = array;
+    return e;
+}
+
 ExprNode *real_leaf(const Token *t) {
-    StringConst *real = t->value.string;
-    if (real->extra_uses != 0xFFFF)
-        real->extra_uses++;
-    ExprNode *e = new_expr(OP_LEAF);
+    ExprNode *e = literal_leaf(t->value.string);
     e->type = t->code == TOK_FLOAT ? &type_float : &type_double;
-    e->literal = real;
-    e->value = 0;
-    e->lflags = LEAF_LITERAL;
     return e;
 }
 
