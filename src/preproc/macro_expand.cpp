@@ -71,6 +71,24 @@ constexpr uint32_t EXPANSION_TOKEN_LIMIT = 1u << 20;
 uint32_t tokens_copied;
 bool size_reported;
 
+// Each level of a chain of macros rescans and splices the whole expansion
+// below it, so a long expansion under a deep chain costs their product in
+// time though few tokens are copied.  The tokens walked for one line are
+// counted too, with the same error past this many.
+constexpr uint64_t EXPANSION_WALK_LIMIT = 1u << 24;
+uint64_t tokens_walked;
+
+// True past either limit; the error is reported once per line.
+bool expansion_too_long() {
+    if (tokens_copied <= EXPANSION_TOKEN_LIMIT && tokens_walked <= EXPANSION_WALK_LIMIT)
+        return false;
+    if (!size_reported) {
+        size_reported = true;
+        report("macro expansion too long", 0, 0);
+    }
+    return true;
+}
+
 enum CallResult { CALL_DONE, CALL_KEEP, CALL_FAIL };
 
 void macro_error(const char *format, const MacroDef *macro) {
@@ -113,6 +131,7 @@ PpToken *splice_list(PpToken **link, PpToken *list) {
     for (PpToken *token = list; token; token = token->next) {
         token->line = old->line;
         token->column = old->column;
+        tokens_walked++;
         last = token;
     }
     last->next = old->next;
@@ -587,6 +606,13 @@ ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **las
         while (expand_macros(&body, 3)) {
         }
     macro->state = 2;
+    if (expansion_too_long()) {
+        // The expansion is dropped and the name stays, so that the levels
+        // above it do not walk it again.
+        pptoken_free_list(body);
+        name->no_expand = 1;
+        return KEPT;
+    }
     if (mode == 0)
         for (PpToken *token = body; token; token = token->next)
             token->no_expand = 0;
@@ -634,10 +660,12 @@ int expand_macros(PpToken **link, int mode) {
         depth_reported = false;
         size_reported = false;
         tokens_copied = 0;
+        tokens_walked = 0;
     }
     int replaced = 0;
     expansion_depth++;
     while (PpToken *token = *link) {
+        tokens_walked++;
         if (token->kind != TOK_IDENT) {
             link = &token->next;
             continue;
@@ -657,12 +685,8 @@ int expand_macros(PpToken **link, int mode) {
             depth_reported = true;
             report("macro expansion too deep", 0, 0);
         }
-        if (tokens_copied > EXPANSION_TOKEN_LIMIT && !size_reported) {
-            size_reported = true;
-            report("macro expansion too long", 0, 0);
-        }
-        if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT ||
-            tokens_copied > EXPANSION_TOKEN_LIMIT) {
+        bool too_long = expansion_too_long();
+        if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT || too_long) {
             token->no_expand = 1;
             link = &token->next;
             continue;
