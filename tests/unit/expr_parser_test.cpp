@@ -20,6 +20,7 @@
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
 #include "stmt/stmt_node.h"
+#include "message_capture.h"
 #include "tree_print.h"
 
 // Records live to the end of the run, as in the whole program; a sanitizer
@@ -28,34 +29,7 @@ extern "C" const char *__asan_default_options() {
     return "detect_leaks=0";
 }
 
-// Kept by the statement layer: calls of inline functions with stored bodies.
-
 namespace {
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
 
 NameRecord *name_of(const char *text) { return intern_name(text, unsigned(std::strlen(text))); }
 

@@ -14,6 +14,7 @@
 #include "driver/options.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
+#include "message_capture.h"
 #include "tree_print.h"
 
 // Records live to the end of the run, as in the whole program; a sanitizer
@@ -23,31 +24,6 @@ extern "C" const char *__asan_default_options() {
 }
 
 namespace {
-
-class Messages {
-public:
-    Messages() : saved_(error_stream), file_(std::tmpfile()) { error_stream = file_; }
-    ~Messages() {
-        error_stream = saved_;
-        std::fclose(file_);
-    }
-    std::string take() {
-        std::fflush(file_);
-        std::string text;
-        std::rewind(file_);
-        int c;
-        while ((c = std::fgetc(file_)) != EOF)
-            text += char(c);
-        std::rewind(file_);
-        if (ftruncate(fileno(file_), 0) != 0)
-            ADD_FAILURE() << "cannot reset the message file";
-        return text;
-    }
-
-private:
-    FILE *saved_;
-    FILE *file_;
-};
 
 Symbol *symbols = nullptr;
 
