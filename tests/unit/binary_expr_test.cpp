@@ -8,23 +8,7 @@ using namespace binary_test;
 
 namespace {
 
-class BinaryExpr : public ::testing::Test {
-protected:
-    void SetUp() override { reset(); }
-    void TearDown() override { reset(); }
-    static void reset() {
-        opt_sa = opt_np = opt_cc = opt_cp = opt_f = 0;
-        opt_ck = 1;
-        in_member_access = 0;
-        cond_expr_depth = 0;
-        known_values = nullptr;
-        loop_has_long_div = 0;
-        std::memset(func_defaults, 0, sizeof func_defaults);
-        std::memset(data_defaults, 0, sizeof data_defaults);
-        const_defaults = func_defaults;
-    }
-    Messages messages;
-};
+using BinaryExpr = OperatorTest;
 
 // ---------------------------------------------------------------------------
 

@@ -16,6 +16,7 @@
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "message_capture.h"
+#include "stmt/stmt_node.h"
 #include "tree_print.h"
 
 namespace binary_test {
@@ -160,5 +161,27 @@ inline void run_cases(Messages &messages, const TreeCase *cases, size_t count) {
 #define RUN(cases) run_cases(messages, cases, sizeof cases / sizeof cases[0])
 // A table row whose tree is the one expression `expr`.
 #define TC(what, expr, expected, messages) {what, [&] { return expr; }, expected, messages}
+
+// ---------------------------------------------------------------------------
+// Fixture: the options and the state of the expression layer as a plain run
+// starts, set again before and after each test, and the messages captured.
+class OperatorTest : public ::testing::Test {
+protected:
+    void SetUp() override { reset(); }
+    void TearDown() override { reset(); }
+    static void reset() {
+        opt_sa = opt_np = opt_cc = opt_cp = opt_f = 0;
+        opt_ck = 1;
+        in_member_access = 0;
+        cond_expr_depth = 0;
+        known_values = nullptr;
+        loop_has_long_div = 0;
+        type_double.code = TY_DOUBLE;
+        std::memset(func_defaults, 0, sizeof func_defaults);
+        std::memset(data_defaults, 0, sizeof data_defaults);
+        const_defaults = func_defaults;
+    }
+    Messages messages;
+};
 
 } // namespace binary_test
