@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 
@@ -22,4 +24,14 @@ inline void write_text(const std::string &path, const std::string &text) {
     ASSERT_NE(file, nullptr) << path;
     std::fwrite(text.data(), 1, text.size(), file);
     std::fclose(file);
+}
+
+// Creates an empty scratch file named from `prefix` and gives its path.
+inline std::string new_scratch_file(const char *prefix) {
+    std::string pattern = std::string("/tmp/") + prefix + "-XXXXXX";
+    int fd = mkstemp(pattern.data());
+    EXPECT_GE(fd, 0) << pattern;
+    if (fd >= 0)
+        close(fd);
+    return pattern;
 }

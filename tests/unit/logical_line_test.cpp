@@ -20,11 +20,7 @@ protected:
     FILE *errors = nullptr;
 
     void SetUp() override {
-        char pattern[] = "/tmp/zcppc-logical-XXXXXX";
-        int fd = mkstemp(pattern);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path = pattern;
+        path = new_scratch_file("zcppc-logical");
         errors = std::tmpfile();
         error_stream = errors;
         error_count = 0;

@@ -27,11 +27,7 @@ protected:
 
     void SetUp() override {
         set_program_name("zcppc");
-        char pattern[] = "/tmp/zcppc-macro-XXXXXX";
-        int fd = mkstemp(pattern);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path = pattern;
+        path = new_scratch_file("zcppc-macro");
         errors = std::tmpfile();
         error_stream = errors;
         error_count = 0;

@@ -38,11 +38,7 @@ protected:
 
     void SetUp() override {
         set_program_name("zcppc");
-        char pattern[] = "/tmp/zcppc-scanner-XXXXXX";
-        int fd = mkstemp(pattern);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path = pattern;
+        path = new_scratch_file("zcppc-scanner");
         errors = std::tmpfile();
         error_stream = errors;
         error_count = 0;
