@@ -13,7 +13,7 @@ PENDING int32_t object_seen = 0;
 
 PENDING void parse_external_declaration() {
     Token *token = next_token();
-    report("syntax error", 0, 0);
+    report("syntax error");
     while (token->code != TOK_SEMI && token->code != TOK_EOF) {
         if (token->code == TOK_ASM)
             std::free(token->value.text);   // assembly text belongs to its reader

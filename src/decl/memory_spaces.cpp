@@ -85,14 +85,14 @@ void parse_space_modifier(uint16_t *attr) {
     if (token->code != TOK_IDENT) {
         // Keywords are no modifiers.
         unget_token();
-        report("bad space modifier", 0, 0);
+        report("bad space modifier");
         return;
     }
     NameRecord *name = token->value.name;
     Symbol *space = find_symbol(name, space_list, nullptr);
     if (space != nullptr) {
         if ((space->attr & ATTR_SPACE) != 0 && (*attr & ATTR_SPACE) != 0)
-            report("ambiguous space modifier", 0, 0);
+            report("ambiguous space modifier");
         else
             *attr |= space->attr;
         return;
@@ -105,7 +105,7 @@ void parse_space_modifier(uint16_t *attr) {
     if (bit != 0)
         *attr |= bit;
     else
-        report("too many space modifiers", 0, 0);
+        report("too many space modifiers");
 }
 
 void apply_default_attrs(uint16_t *attr, int32_t sclass, int32_t type_code) {

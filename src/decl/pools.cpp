@@ -87,6 +87,6 @@ int32_t new_label() {
     if (label_counter < 0x7FFFFFF0u)
         label_counter += 2;
     if (label_counter > 0xFFFF)
-        report("file too large for label information", 0, 0);
+        report("file too large for label information");
     return int32_t(label_counter);
 }

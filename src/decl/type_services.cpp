@@ -201,7 +201,7 @@ void check_assign_range(TypeNode *type, ExprNode *expr) {
         else
             out_of_range = (value >> bits) != 0;
         if (out_of_range)
-            report("W1value out of range", 0, 0);
+            report("W1value out of range");
         return;
     }
     TypeNode *source = expr->type;
@@ -215,5 +215,5 @@ void check_assign_range(TypeNode *type, ExprNode *expr) {
     if (is_real(type))
         target_size *= 2;
     if (source_size > target_size)
-        report("W1truncating assignment", 0, 0);
+        report("W1truncating assignment");
 }

@@ -93,19 +93,19 @@ int32_t type_size(TypeNode *type) {
     uint32_t count = 1;
     for (;;) {
         if (type == nullptr) {
-            report("size unknown", 0, 0);
+            report("size unknown");
             return 0;
         }
         uint32_t size;
         switch (type->code) {
         case TY_ENUM:
             if (type->members == nullptr && !opt_ne)
-                report("enum size unknown", 0, 0);
+                report("enum size unknown");
             type = type->next;
             continue;
         case TY_ARRAY:
             if (type->dim == 0) {
-                report("array size unknown", 0, 0);
+                report("array size unknown");
                 return 0;
             }
             count *= uint32_t(type->dim);
@@ -130,13 +130,13 @@ int32_t type_size(TypeNode *type) {
         case TY_STRUCT:
         case TY_UNION:
             if (type->members == nullptr) {
-                report("struct/union size unknown", 0, 0);
+                report("struct/union size unknown");
                 return 0;
             }
             size = type->size;
             break;
         default:
-            report("size unknown", 0, 0);
+            report("size unknown");
             return 0;
         }
         return int32_t(count * size);

@@ -111,12 +111,10 @@ void translate_unit();
 
 // ---------------------------------------------------------------------------
 // Diagnostics.  A format that starts with 'W' and a digit is a warning of
-// that level.  When `first` is 0 the format takes `second` as its only
-// argument, otherwise it takes both.  Texts are passed as pointers converted
-// to intptr_t; each value reaches the format with the type its conversion
-// wants (%s a pointer, %d and %c an int, %ld a long).
+// that level.  The format is a printf format with the values behind it, and
+// the compiler checks the one against the others.
 extern int32_t error_count;
 extern uint32_t last_report_line;   // position of the last message written
 extern int32_t last_report_column;
-void report(const char *format, intptr_t first, intptr_t second);
+void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void report_no_position(const char *name, bool is_error);

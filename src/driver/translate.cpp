@@ -36,7 +36,7 @@ void translate_unit() {
     write_space_names();
     flush_symbols(1);
     if (opt_sa && !object_seen)
-        report("missing object declaration", 0, 0);
+        report("missing object declaration");
     if (error_count == 0)
         write_literals();
 }

@@ -104,19 +104,19 @@ TypeNode *unit_type(int code) {
 
 void check_lvalue(const ExprNode *l) {
     if ((l->eflags & EF_NOT_LVALUE) != 0) {
-        report("invalid lvalue", 0, 0);
+        report("invalid lvalue");
     } else if (l->op == OP_DEREF) {
         const TypeNode *pointer = l->left != nullptr ? l->left->type : nullptr;
         if (pointer != nullptr && pointer->code == TY_POINTER && (pointer->attr & ATTR_CONST) != 0)
-            report("const assignment", 0, 0);
+            report("const assignment");
     } else if (l->op != OP_LEAF) {
-        report("invalid lvalue", 0, 0);
+        report("invalid lvalue");
     } else if ((l->lflags & LF_INIT_TARGET) != 0) {
         // A local's own initialisation may store to a const object.
     } else if ((l->lflags & LF_CONTENTS) == 0 || (l->eflags & EF_RETYPED) != 0) {
-        report("invalid lvalue", 0, 0);
+        report("invalid lvalue");
     } else if (is_symbol_leaf(l) && (l->sym->attr & ATTR_CONST) != 0) {
-        report("const assignment", 0, 0);
+        report("const assignment");
     }
 }
 
@@ -159,15 +159,15 @@ bool make_compound(ExprNode *e, ExprNode *l) {
 ExprNode *assign_to_pointer(ExprNode *e, ExprNode *l, ExprNode *r, int op, bool rewritten) {
     if (op == OP_ASSIGN) {
         if (!(is_int_const(r) && r->value == 0) && !assignable_type(l->type, r->type))
-            report("incompatible pointer types", 0, 0);
+            report("incompatible pointer types");
         return e;
     }
     if (op != OP_ADD_ASSIGN && op != OP_SUB_ASSIGN) {
-        report("incompatible pointer operation", 0, 0);
+        report("incompatible pointer operation");
         return e;
     }
     if (r->type->code >= 68) {
-        report("incompatible pointer operand", 0, 0);
+        report("incompatible pointer operand");
         return e;
     }
     if (is_int_const(r) && r->value == 0)
@@ -192,7 +192,7 @@ ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
     bool is_real = is_real_code(l->type->code) || is_real_code(r->type->code);
     if (is_real && op != OP_ASSIGN) {
         if (op != OP_ADD_ASSIGN && op != OP_SUB_ASSIGN && op != OP_MUL_ASSIGN && op != OP_DIV_ASSIGN)
-            report("invalid floating point operation", 0, 0);
+            report("invalid floating point operation");
         if (op == OP_DIV_ASSIGN && is_real_const(r) && real_value(r) == 0.0)
             note_zero_divisor(r, LF_ZERO_DIVIDE);
     }
@@ -580,7 +580,7 @@ ExprNode *assign_expr(ExprNode *e) {
     }
     if (op == OP_SHL_ASSIGN || op == OP_SHR_ASSIGN) {
         if (r->type->code >= 80)
-            report("invalid shift count type", 0, 0);
+            report("invalid shift count type");
         if (r->type->code >= 64) {
             r = convert_to(r, &type_int);
             e->right = r;
@@ -592,16 +592,16 @@ ExprNode *assign_expr(ExprNode *e) {
         e->type = unit_type(l->type->code);
     int target = l->type->code;
     if (target == TY_ARRAY || target == TY_FUNCTION || target == TY_VOID)
-        report("invalid assignment type", 0, 0);
+        report("invalid assignment type");
     check_lvalue(l);
 
     if (is_struct_code(target)) {
         if (l->type->members == nullptr)
-            report("incomplete type for assignment", 0, 0);
+            report("incomplete type for assignment");
         else if (!same_type(l->type, r->type))
-            report("incompatible types in struct/union assignment", 0, 0);
+            report("incompatible types in struct/union assignment");
         if (op != OP_ASSIGN)
-            report("invalid struct/union operation", 0, 0);
+            report("invalid struct/union operation");
         return e;
     }
     if (r->type->code == TY_ARRAY || r->type->code == TY_FUNCTION)
@@ -611,11 +611,11 @@ ExprNode *assign_expr(ExprNode *e) {
 
     int source = r->type->code;
     if (source == TY_POINTER)
-        report("incompatible pointer assignment", 0, 0);
+        report("incompatible pointer assignment");
     else if (is_struct_code(source))
-        report("incompatible struct/union assignment", 0, 0);
+        report("incompatible struct/union assignment");
     else if (source == TY_VOID)
-        report("illegal void usage", 0, 0);
+        report("illegal void usage");
 
     // The post forms step by the constant 1, which no rewrite below
     // changes.

@@ -67,7 +67,7 @@ ExprNode *logical_expr(ExprNode *node) {
     bool is_and = node->op == OP_LOGAND;
     bool tested = make_test(&node->left) != nullptr && make_test(&node->right) != nullptr;
     if (!tested)
-        report("invalid conditional operand", 0, 0);
+        report("invalid conditional operand");
     node->type = &type_int;
     ExprNode *left = node->left;
     ExprNode *right = node->right;
@@ -132,7 +132,7 @@ ExprNode *give_type(ExprNode *e, TypeNode *type) {
 
 ExprNode *conditional_expr(ExprNode *node, TypeNode *rt) {
     if (make_test(&node->left) == nullptr)
-        report("invalid ? test expression", 0, 0);
+        report("invalid ? test expression");
     if (node->middle == nullptr)
         node->middle = make_int_const(nullptr, 0);
     node->middle = replace_known_value(&node->middle);
@@ -144,7 +144,7 @@ ExprNode *conditional_expr(ExprNode *node, TypeNode *rt) {
     if (!assignable_type(mt, rt) && !assignable_type(rt, mt) &&
         !(mt->code == TY_POINTER && is_zero_const(node->right)) &&
         !(rt->code == TY_POINTER && is_zero_const(middle)))
-        report("incompatible operand types", 0, 0);
+        report("incompatible operand types");
 
     ExprNode *test = node->left;
     if (is_int_const(test)) {
@@ -263,7 +263,7 @@ ExprNode *scale_index(ExprNode *node) {
 
 ExprNode *pointer_difference(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     if (!same_type(lt, rt))
-        report("invalid pointer types", 0, 0);
+        report("invalid pointer types");
     bool far = (lt->attr & ATTR_SPACE) == ATTR_FAR || (rt->attr & ATTR_SPACE) == ATTR_FAR;
     TypeNode *type = far ? &type_long : &type_int;
     node->type = type;
@@ -291,23 +291,23 @@ ExprNode *pointer_expr(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     bool add_or_sub = op == OP_ADD || op == OP_SUB;
     if (lt->code == TY_POINTER) {
         if (add_or_sub && is_void_pointer(lt))
-            report("invalid void pointer", 0, 0);
+            report("invalid void pointer");
         if (!add_or_sub) {
-            report("invalid pointer operation", 0, 0);
+            report("invalid pointer operation");
         } else if (op == OP_SUB && rt->code == TY_POINTER) {
             return pointer_difference(node, lt, rt);
         } else if (rt->code > 67) {
-            report("invalid pointer operand", 0, 0);
+            report("invalid pointer operand");
         }
         node->type = lt;
     } else if (op != OP_ADD) {
-        report("invalid pointer operation", 0, 0);
+        report("invalid pointer operation");
         node->type = rt;
     } else {
         if (is_void_pointer(rt))
-            report("invalid void pointer", 0, 0);
+            report("invalid void pointer");
         if (promote_type(lt, 0)->code > 67)
-            report("invalid pointer operand", 0, 0);
+            report("invalid pointer operand");
         ExprNode *pointer = node->right;
         node->right = node->left;
         node->left = pointer;
@@ -395,12 +395,12 @@ TypeNode *set_operator_type(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     if (op == OP_SHL || op == OP_SHR) {
         node->type = promote_type(lt, 0);
         if (rt->code >= 80)
-            report("invalid shift count type", 0, 0);
+            report("invalid shift count type");
         ExprNode *count = node->right;
         if (is_int_const(count)) {
             int32_t bits = type_size(node->type) * 8;
             if (count->value < 0 || count->value >= bits)
-                report("W1shift count out of range", 0, 0);
+                report("W1shift count out of range");
         } else if (rt->code >= 64) {
             node->right = convert_to(count, &type_int);
             rt = node->right->type;
@@ -410,7 +410,7 @@ TypeNode *set_operator_type(ExprNode *node, TypeNode *lt, TypeNode *rt) {
         node->type = wider_code(left->code, rt->code) ? left : rt;
     }
     if (is_real_code(node->type->code) && (op & 31) > 4)
-        report("invalid floating point operation", 0, 0);
+        report("invalid floating point operation");
     return rt;
 }
 
@@ -439,9 +439,9 @@ ExprNode *binary_expr(ExprNode *node) {
     TypeNode *rt = right->type;
 
     if (lt->code == TY_VOID || (rt->code == TY_VOID && op != OP_COND)) {
-        report("illegal void operation", 0, 0);
+        report("illegal void operation");
     } else if (is_struct_or_union(lt)) {
-        report("incompatible struct/union operation", 0, 0);
+        report("incompatible struct/union operation");
         node->type = lt;
         return node;
     }

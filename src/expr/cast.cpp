@@ -66,7 +66,7 @@ int32_t real_to_int32(double value) {
 ExprNode *cast_to_real(ExprNode *e, ExprNode *x, TypeNode *target) {
     TypeNode *source = x->type;
     if (source->code > 92)
-        report("invalid cast operand", 0, 0);
+        report("invalid cast operand");
     if (is_real_const(x)) {
         x->type = target;
         return x;
@@ -92,7 +92,7 @@ ExprNode *cast_to_pointer(ExprNode *e, ExprNode *x, TypeNode *target) {
         return e;
     }
     if (source->code != TY_POINTER) {
-        report("invalid pointer cast operand", 0, 0);
+        report("invalid pointer cast operand");
         return e;
     }
     uint16_t from = pointer_space(source->attr);
@@ -104,7 +104,7 @@ ExprNode *cast_to_pointer(ExprNode *e, ExprNode *x, TypeNode *target) {
         return retype(x, target);
     if (to < from) {
         if (!opt_np) {
-            report("invalid narrow pointer cast", 0, 0);
+            report("invalid narrow pointer cast");
             return e;
         }
         if (x->op == OP_LEAF && (x->lflags & 3) == 0)
@@ -125,16 +125,16 @@ ExprNode *cast_to_integer(ExprNode *e, ExprNode *x, TypeNode *target) {
         source = decay_to_pointer(x);
     int from = source->code;
     if (from == TY_POINTER && type_size(target) < type_size(source) && !opt_np)
-        report("invalid narrow pointer cast", 0, 0);
+        report("invalid narrow pointer cast");
     if (from != TY_POINTER && from >= 93) {
-        report("invalid cast operand", 0, 0);
+        report("invalid cast operand");
         return e;
     }
     if (is_real_const(x)) {
         double value = real_value(x);
         drop_literal_use(x->literal);
         if (opt_ck != 0 && (value >= 4294967296.0 || value < -2147483648.0))
-            report("W1float value too large for integer cast", 0, 0);
+            report("W1float value too large for integer cast");
         e->op = OP_LEAF;
         e->sym = nullptr;
         e->lflags = LEAF_CONST;
@@ -177,7 +177,7 @@ ExprNode *cast_expr(ExprNode *e) {
     if (is_real_code(code))
         return cast_to_real(e, x, target);
     if (code == TY_STRUCT || code == TY_UNION || code == TY_ARRAY || code == TY_FUNCTION) {
-        report("invalid cast type", 0, 0);
+        report("invalid cast type");
         return e;
     }
     if (code == TY_VOID) {

@@ -213,7 +213,7 @@ ExprNode *constant_right_rules(ExprNode *node, const TypeNode *lt, const TypeNod
     if (!range_decides(op, lt, rt, c, &value))
         return node;
     if (opt_ck != 0)
-        report("W1compare out of range", 0, 0);
+        report("W1compare out of range");
     return constant_result(node, left, value, &type_int, right);
 }
 
@@ -238,7 +238,7 @@ ExprNode *compare_expr(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     bool null_pointer = (lt->code == TY_POINTER && is_zero_const(node->right)) ||
                         (rt->code == TY_POINTER && is_zero_const(node->left));
     if (!null_pointer && !assignable_type(lt, rt) && !assignable_type(rt, lt))
-        report("incompatible compare types", 0, 0);
+        report("incompatible compare types");
     node->type = &type_int;
 
     if (is_constant(node->left) && !is_constant(node->right)) {

@@ -236,5 +236,5 @@ void truncate_const(ExprNode *e, TypeNode *type, int warn) {
         return;
     e->value = int32_t(new_value);
     if (warn)
-        report("W1truncating constant cast (0x%x)", 0, intptr_t(old_value));
+        report("W1truncating constant cast (0x%x)", static_cast<unsigned>(old_value));
 }

@@ -44,7 +44,7 @@ bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
 bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
 
 ExprNode *missing_operand() {
-    report("missing expression", 0, 0);
+    report("missing expression");
     return make_int_const(nullptr, 0);
 }
 
@@ -143,7 +143,7 @@ ExprNode *identifier_leaf(const Token *t) {
         return e;
     }
     case SC_TYPEDEF:
-        report("invalid typedef usage", 0, 0);
+        report("invalid typedef usage");
         return make_int_const(e, 0);
     default:
         break;
@@ -180,11 +180,11 @@ ExprNode *check_argument(ExprNode *call, ExprNode *arg, Symbol **param, uint16_t
         return arg;
     TypeNode *want = p->type;
     if (want->code == TY_VOID) {
-        report("too many arguments", 0, 0);
+        report("too many arguments");
     } else if (want->code == TY_POINTER && is_int_const(arg) && arg->value == 0) {
         arg = convert_to(arg, want);
     } else if (!assignable_type(want, arg->type)) {
-        report("incompatible argument type", 0, 0);
+        report("incompatible argument type");
     } else if (!(want->code < 50 && arg->type->code < 50)) {
         if (opt_ck != 0)
             check_assign_range(want, arg);
@@ -194,7 +194,7 @@ ExprNode *check_argument(ExprNode *call, ExprNode *arg, Symbol **param, uint16_t
     if (*param == nullptr) {
         // The prototype ended in `...` or has been used up.
         if (attr & ATTR_NOSTACK)
-            report("W1variable arguments in nostack mode", 0, 0);
+            report("W1variable arguments in nostack mode");
         call->eflags |= EF_OPEN_ARGS;
     }
     return arg;
@@ -222,7 +222,7 @@ ExprNode *parse_call(ExprNode *callee) {
             if (sym->attr & ATTR_INLINE) {
                 // An inline call is expanded in place, no call is made.
                 if (sym->flags & SYM_INLINE_OPEN)
-                    report("invalid recursive inline function", 0, 0);
+                    report("invalid recursive inline function");
                 else if (sym->value != 0)
                     pending_inline++;
                 call_count--;
@@ -252,14 +252,14 @@ ExprNode *parse_call(ExprNode *callee) {
         decay_to_pointer(callee);
         result = &type_int;
     } else {
-        report("invalid function type", 0, 0);
+        report("invalid function type");
         known_type = false;
     }
     if (result == nullptr)
         result = &type_int;
     result = integer_of_enum(result);
     if (is_struct_code(result->code) && result->members == nullptr)
-        report("incomplete struct/union type", 0, 0);
+        report("incomplete struct/union type");
     call->type = result;
 
     uint16_t attr = callee->type->code == TY_POINTER ? callee->type->attr : 0;
@@ -268,9 +268,9 @@ ExprNode *parse_call(ExprNode *callee) {
         param = nullptr;   // an old-style list of names is no prototype
     if (opt_p) {
         if (!known_type)
-            report("missing prototype", 0, 0);
+            report("missing prototype");
         else if (param == nullptr && !is_named_call(callee, "_asm") && (attr & ATTR_INLINE) == 0)
-            report("missing prototype", 0, 0);
+            report("missing prototype");
     }
 
     ExprNode **tail = &call->right;
@@ -289,14 +289,14 @@ ExprNode *parse_call(ExprNode *callee) {
         tail = &link->right;
         arg = parse_assignment();
         if (arg == nullptr) {
-            report("missing argument", 0, 0);
+            report("missing argument");
             arg = make_int_const(nullptr, 0);
         }
     }
     *tail = arg;
     expect_token(TOK_RPAREN);
     if (param != nullptr && param->type != nullptr && param->type->code != TY_VOID)
-        report("missing argument", 0, 0);
+        report("missing argument");
     // Any call may change any variable.
     known_values = nullptr;
     op_count++;
@@ -321,7 +321,7 @@ ExprNode *parse_member(ExprNode *node, bool dot) {
         name = t->value.name;
     } else {
         unget_token();
-        report("missing member name", 0, 0);
+        report("missing member name");
     }
 
     TypeNode *pointer = node->type;
@@ -329,14 +329,14 @@ ExprNode *parse_member(ExprNode *node, bool dot) {
     if (pointer->code == TY_POINTER && pointer->next != nullptr && is_struct_code(pointer->next->code))
         aggregate = pointer->next;
     else
-        report("bad struct/union operand", 0, 0);
+        report("bad struct/union operand");
     if (aggregate != nullptr && name != nullptr) {
         if (aggregate->members == nullptr) {
-            report("undefined struct/union", 0, 0);
+            report("undefined struct/union");
         } else {
             member = find_symbol(name, aggregate->members, nullptr);
             if (member == nullptr)
-                report("%.*s not a member", intptr_t(name->length), intptr_t(name->text));
+                report("%.*s not a member", int(name->length), name->text);
         }
     }
 
@@ -399,7 +399,7 @@ ExprNode *parse_postfix(ExprNode *e) {
             add->left = e;
             ExprNode *index = parse_expression(0);
             if (index == nullptr) {
-                report("missing array subscript", 0, 0);
+                report("missing array subscript");
                 index = make_int_const(nullptr, 0);
             }
             add->right = index;
@@ -461,7 +461,7 @@ ExprNode *parse_sizeof() {
         type = promote_type(type, 1);
     }
     if ((type->code & 2) != 0 && type->code < 0x50)
-        report("invalid sizeof(type)", 0, 0);
+        report("invalid sizeof(type)");
     int32_t size = type_size(type);
     // The operand's tree is forgotten: its side effects do not happen.
     ExprNode *result = make_int_const(nullptr, size);
@@ -491,7 +491,7 @@ ExprNode *parse_parenthesised(bool *is_cast) {
     }
     ExprNode *e = parse_expression(0);
     if (e == nullptr) {
-        report("invalid expression", 0, 0);
+        report("invalid expression");
         e = make_int_const(nullptr, 0);
     }
     expect_token(TOK_RPAREN);
@@ -559,7 +559,7 @@ ExprNode *parse_unary_here(int prev_op) {
             operand = missing_operand();
         int type_code = operand->type->code;
         if (type_code > 92)
-            report("invalid arithmetic operand", 0, 0);
+            report("invalid arithmetic operand");
         else if (type_code < 48 || type_code == TY_INT_BITS)
             operand = convert_to(operand, &type_int);
         operand->eflags |= EF_NOT_LVALUE;
@@ -587,7 +587,7 @@ ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
         if (right == nullptr) {
             // The operator is used up by the error, so no outer level
             // reports it again.
-            report("missing expression", 0, 0);
+            report("missing expression");
             if (is_logical(op))
                 cond_depth--;
             if (op == OP_COND) {
@@ -681,7 +681,7 @@ ExprNode *next_binary_op() {
         cond_expr_depth++;
         ExprNode *middle = parse_expression(0);
         if (middle == nullptr) {
-            report("missing ? test expression", 0, 0);
+            report("missing ? test expression");
             middle = make_int_const(nullptr, 0);
         }
         node->middle = middle;
@@ -741,7 +741,7 @@ ExprNode *parse_expression(int discard) {
         comma->left = left;
         ExprNode *right = parse_assignment();
         if (right == nullptr) {
-            report("missing expression", 0, 0);
+            report("missing expression");
             discard_value(left, discard);
             unget_token();
             return left;
@@ -763,13 +763,13 @@ int parse_const_expr(int32_t *result, int required) {
     ExprNode *e = parse_assignment();
     if (e == nullptr) {
         if (required)
-            report("missing expression", 0, 0);
+            report("missing expression");
         *result = 0;
         return 0;
     }
     if (!is_int_const(e) || (e->eflags & EF_NOT_LVALUE) != 0) {
         fold_expr(e, 0);
-        report("invalid constant expression", 0, 0);
+        report("invalid constant expression");
     }
     // Only a leaf has a value; an operator's value word may hold a pointer.
     *result = e->op == OP_LEAF ? e->value : 0;
@@ -800,7 +800,7 @@ ExprNode *make_test(ExprNode **slot) {
     }
     if (!is_logical(e->op)) {
         if (opt_ck != 0 && e->op == OP_ASSIGN && is_int_const(e->right))
-            report("W1constant assignment in a test", 0, 0);
+            report("W1constant assignment in a test");
         ExprNode *test = new_expr(OP_NE);
         test->left = e;
         test->right = make_int_const(nullptr, 0);

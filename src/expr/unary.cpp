@@ -108,7 +108,7 @@ ExprNode *indirection(ExprNode *e, ExprNode *x) {
             target = target->next;
         e->type = target;
     } else {
-        report("invalid indirection operand", 0, 0);
+        report("invalid indirection operand");
         e->type = pointer;
     }
     ExprNode *result = e;
@@ -131,10 +131,10 @@ ExprNode *indirection(ExprNode *e, ExprNode *x) {
 
 ExprNode *address_of(ExprNode *e, ExprNode *x) {
     if ((x->eflags & EF_NOT_LVALUE) != 0)
-        report("invalid lvalue", 0, 0);
+        report("invalid lvalue");
     if ((x->type->code & 2) != 0) {
         // A bit-field has no address.
-        report("invalid address type", 0, 0);
+        report("invalid address type");
         e->type = default_pointer_to(&type_int, 0);
         return e;
     }
@@ -153,14 +153,14 @@ ExprNode *address_of(ExprNode *e, ExprNode *x) {
         // the code generator keeps the result in memory.
         int code = x->type->code;
         if (!(x->op == OP_CALL && (code == TY_STRUCT || code == TY_UNION)))
-            report("invalid address expression", 0, 0);
+            report("invalid address expression");
         e->type = default_pointer_to(x->type, 0);
         return e;
     }
     Symbol *sym = (x->lflags & LF_SYMBOL) != 0 ? x->sym : nullptr;
     if ((x->lflags & LF_CONTENTS) == 0 ||
         (sym != nullptr && (sym->sclass == SC_REGISTER || sym->sclass == SC_REG_ARG)))
-        report("invalid address operand", 0, 0);
+        report("invalid address operand");
     x->type = default_pointer_to(x->type, sym != nullptr ? sym->attr : uint16_t(0));
     if (sym != nullptr && !in_member_access)
         sym->flags |= SYM_ADDR_TAKEN;
@@ -174,7 +174,7 @@ TypeNode *decay_to_pointer(ExprNode *e) {
     TypeNode *old_type = e->type;
     TypeNode *pointer = pointer_to(old_type->code == TY_ARRAY ? old_type->next : old_type, 0);
     if (opt_sa && (e->eflags & EF_NOT_LVALUE) != 0)
-        report("invalid lvalue", 0, 0);
+        report("invalid lvalue");
     if (e->op == OP_LEAF) {
         if ((e->lflags & LF_SYMBOL) != 0 && e->sym != nullptr)
             pointer->attr = e->sym->attr;
@@ -225,6 +225,6 @@ ExprNode *unary_expr(ExprNode *e) {
         break;
     }
     if (invalid)
-        report("invalid operand type", 0, 0);
+        report("invalid operand type");
     return result;
 }

@@ -41,9 +41,9 @@ uint32_t escape_value(const char **cursor, const char *end) {
             any = true;
         }
         if (overflow)
-            report("hexadecimal constant too large", 0, 0);
+            report("hexadecimal constant too large");
         if (!any)
-            report("invalid hexadecimal character", 0, 0);
+            report("invalid hexadecimal character");
         *cursor = p;
         return value;
     }
@@ -102,7 +102,7 @@ void convert_integer(Token *token, const char *p, unsigned n, unsigned i, unsign
         }
     }
     if (overflow)
-        report("integer constant too large", 0, 0);
+        report("integer constant too large");
 
     // At most one `u` and one `l`, in either order; a second one of a kind
     // is left over and makes the constant bad.
@@ -117,7 +117,7 @@ void convert_integer(Token *token, const char *p, unsigned n, unsigned i, unsign
             break;
     }
     if (i < n)
-        report("bad integer constant ", 0, 0);
+        report("bad integer constant ");
 
     token->value.integer = static_cast<int32_t>(v);
     if (is_unsigned)
@@ -162,7 +162,7 @@ void convert_real(Token *token, const char *p, unsigned n) {
             i++;
         }
         if (i == n)
-            report("missing exponent in real", 0, 0);
+            report("missing exponent in real");
         int32_t exp = 0;
         for (; i < n && is_digit(p[i]); i++) {
             exp = exp * 10 + (p[i] - '0');
@@ -170,7 +170,7 @@ void convert_real(Token *token, const char *p, unsigned n) {
                 exp = EXPONENT_BOUND;
         }
         if (exp > 310)
-            report("exponent overflow in real", 0, 0);
+            report("exponent overflow in real");
         if (exp != 0)
             val = scale_pow10(val, negative ? -exp : exp);
     }
@@ -184,7 +184,7 @@ void convert_real(Token *token, const char *p, unsigned n) {
         i++;
     }
     if (i < n)
-        report("bad real constant %.*s", static_cast<intptr_t>(n), reinterpret_cast<intptr_t>(p));
+        report("bad real constant %.*s", static_cast<int>(n), p);
     if (opt_f)
         token->code = TOK_FLOAT;
 }

@@ -174,7 +174,7 @@ void concat_strings(Token *token, StringConst *first) {
     unsigned first_length = first->length, second_length = second->length;
     if (first_length + second_length > STRING_CONST_MAX) {
         if (first_length < STRING_CONST_MAX)
-            report("string too long", 0, 0);
+            report("string too long");
         second_length = STRING_CONST_MAX - first_length;
     }
     if (second_length == 0) {

@@ -32,9 +32,9 @@ Token *expect_token(int code) {
     // good token, in front of the wrong one.
     unget_token();
     if (const char *text = missing_text(code))
-        report("missing %s", 0, reinterpret_cast<intptr_t>(text));
+        report("missing %s", text);
     else
-        report("syntax error", 0, 0);
+        report("syntax error");
 
     // At the end of an expression statement a brace or the end of input
     // belongs to the statements around it: it is skipped to, not over.

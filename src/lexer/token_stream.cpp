@@ -248,7 +248,7 @@ Token *next_token() {
             break;
         case PP_BAD:
             // The character is dropped; the token behind it follows at once.
-            report("bad character %c", static_cast<unsigned char>(pp->text[0]), 0);
+            report("bad character %c", static_cast<unsigned char>(pp->text[0]));
             cur_pp = pp->next;
             continue;
         case TOK_ASM:
@@ -273,7 +273,7 @@ void unget_token() {
     if (unget_count == RING_SIZE) {
         // A parser that gives back more than it took: no source can cause
         // this, so the run ends here, as after any error, with status 1.
-        report("token overflow", 0, 0);
+        report("token overflow");
         std::exit(finish_errors(error_count != 0 ? error_count : 1));
     }
     unget_count++;

@@ -34,7 +34,7 @@ void report_at(Token *position, const char *message) {
     Token *saved = last_token;
     if (position != nullptr)
         last_token = position;
-    report(message, 0, 0);
+    report("%s", message);
     last_token = saved;
 }
 
@@ -128,7 +128,7 @@ void fold_call(ExprNode *node) {
             node->value = length;
             node->lflags = LEAF_CONST;
         } else if (sym->value != 0) {
-            report("invalid inline function usage", 0, 0);
+            report("invalid inline function usage");
         }
         return;
     }

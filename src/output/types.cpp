@@ -36,7 +36,7 @@ void write_type(const TypeNode *type, uint16_t attr) {
     uint32_t code = type ? type->code : 0;
     uint32_t byte = type_byte(code);
     if (byte == 0) {
-        report("PANIC! bad type code: %x", 0, intptr_t(code));
+        report("PANIC! bad type code: %x", static_cast<unsigned>(code));
         byte = TD_CHAR;
         type = nullptr;   // nothing of the bad type follows the byte
     }

@@ -87,7 +87,7 @@ PpToken *defined_operand(PpToken *name, int mode, char **text) {
         return nullptr;
     *text = zero_text;
     if (!is_kind(token, TOK_IDENT)) {
-        report("bad defined syntax", 0, 0);
+        report("bad defined syntax");
         return last;
     }
     if (builtin_macro_code(token) || macro_lookup(token))
@@ -97,7 +97,7 @@ PpToken *defined_operand(PpToken *name, int mode, char **text) {
         if (is_kind(token->next, TOK_RPAREN))
             last = token->next;
         else
-            report("missing ) in defined expansion", 0, 0);
+            report("missing ) in defined expansion");
     }
     return last;
 }

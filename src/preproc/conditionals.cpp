@@ -38,7 +38,7 @@ void note_position(CondFrame *frame) {
 // Under -sa nothing may stand behind the operand of a conditional directive.
 void check_line_end(const PpToken *token) {
     if (opt_sa && token && token->kind != PP_EOL)
-        report("unexpected token", 0, 0);
+        report("unexpected token");
 }
 
 // #ifdef and #ifndef differ only in the sense of the test and the message.
@@ -53,7 +53,7 @@ void open_defined_test(PpToken **link, bool want_defined, const char *bad_syntax
         bool defined = builtin_macro_code(name) != 0 || macro_lookup(name) != nullptr;
         frame->taken = defined == want_defined;
     } else {
-        report(bad_syntax, 0, 0);
+        report("%s", bad_syntax);
     }
     if (name)
         check_line_end(name->next);
@@ -87,7 +87,7 @@ void dir_if(PpToken **link) {
 void dir_elif(PpToken **link) {
     CondFrame *frame = cond_stack;
     if (!frame || frame->state == 'E' || frame->state == 'e') {
-        report("bad #else", 0, 0);
+        report("bad #else");
     } else if (frame->state == 'I') {
         if (frame->taken) {
             frame->taken = 0;
@@ -103,7 +103,7 @@ void dir_elif(PpToken **link) {
 void dir_else(PpToken **link) {
     CondFrame *frame = cond_stack;
     if (!frame || frame->state == 'E' || frame->state == 'e') {
-        report("bad #else", 0, 0);
+        report("bad #else");
     } else if (frame->state == 'I') {
         frame->state = 'E';
         frame->taken = !frame->taken;
@@ -118,7 +118,7 @@ void dir_else(PpToken **link) {
 void dir_endif(PpToken **link) {
     CondFrame *frame = cond_stack;
     if (!frame) {
-        report("bad #endif", 0, 0);
+        report("bad #endif");
     } else {
         cond_stack = frame->link;
         frame->link = free_frames;
@@ -142,7 +142,7 @@ void check_open_conditionals() {
     line_override_active = 1;
     file_override = const_cast<char *>(frame->file);
     last_token = nullptr;
-    report("missing #endif directive", 0, 0);
+    report("missing #endif directive");
     last_token = saved_token;
     line_override = saved_line;
     line_override_active = saved_active;

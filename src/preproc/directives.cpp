@@ -100,7 +100,7 @@ PpToken *carry_out_directive(PpToken *list) {
         bool active = in_active_code();
         if (!directive) {
             if (active)
-                report("bad # directive: %.*s", name->length, reinterpret_cast<intptr_t>(name->text));
+                report("bad # directive: %.*s", int(name->length), name->text);
         } else if (active || directive->acts_when_skipped) {
             // With -e a #pragma is the business of the next pass, except the
             // two words that change what is assembly text.
@@ -112,7 +112,7 @@ PpToken *carry_out_directive(PpToken *list) {
             in_directive = 0;
         }
     } else if (name && name->kind != PP_EOL && in_active_code()) {
-        report("bad # syntax", 0, 0);
+        report("bad # syntax");
     }
     pptoken_free_list(list);
     return nullptr;
@@ -164,11 +164,11 @@ namespace {
 // `builtin`, the latter with the name.
 bool is_user_macro_name(const PpToken *name, const char *bad_syntax, const char *builtin) {
     if (!name || name->kind != TOK_IDENT) {
-        report(bad_syntax, 0, 0);
+        report("%s", bad_syntax);
         return false;
     }
     if (builtin_macro_code(name)) {
-        report(builtin, name->length, reinterpret_cast<intptr_t>(name->text));
+        report(builtin, int(name->length), name->text);
         return false;
     }
     return true;
@@ -193,7 +193,7 @@ void dir_define(PpToken **link) {
     if (other) {
         if (!macro_same(old, other)) {
             name->text[0] = static_cast<char>(name->text[0] + 65);
-            report("can't redefine macro %.*s", name->length, reinterpret_cast<intptr_t>(name->text));
+            report("can't redefine macro %.*s", int(name->length), name->text);
             name->text[0] = static_cast<char>(name->text[0] - 65);
         }
         macro_undefine(name);
@@ -207,7 +207,7 @@ void dir_undef(PpToken **link) {
         return;
     macro_undefine(name);
     if (opt_sa && name->next && name->next->kind != PP_EOL)
-        report("unexpected token", 0, 0);
+        report("unexpected token");
 }
 
 // -d name defines name as 1, -d name=text as text.  The definition is made
@@ -220,7 +220,7 @@ void define_from_option(const char *text) {
     size_t name_length = static_cast<size_t>(cursor - text);
     size_t total = *cursor ? std::strlen(text) : name_length + 2;
     if (*cursor && *cursor != '=') {
-        report("bad symbol definition", 0, 0);
+        report("bad symbol definition");
         return;
     }
     // The text must live while it is scanned and defined; a long one does
@@ -252,7 +252,7 @@ void dir_line(PpToken **link) {
     expand_macros(link, 0);
     PpToken *number = *link;
     if (!number || number->kind == PP_EOL) {
-        report("missing line number", 0, 0);
+        report("missing line number");
         return;
     }
     Token converted{};
@@ -263,13 +263,13 @@ void dir_line(PpToken **link) {
         line_override = static_cast<uint32_t>(converted.value.integer) - 1;
         line_override_active = 1;
     } else {
-        report("invalid line number", 0, 0);
+        report("invalid line number");
     }
     PpToken *name = number->next;
     if (!name || name->kind == PP_EOL)
         return;
     if (name->kind != TOK_STRING) {
-        report("string constant expected", 0, 0);
+        report("string constant expected");
         return;
     }
     convert_string(&converted, name);
@@ -287,17 +287,17 @@ void dir_line(PpToken **link) {
 
 void dir_error(PpToken **link) {
     build_line_text(*link);
-    report("%s", 0, reinterpret_cast<intptr_t>(name_buffer));
+    report("%s", name_buffer);
 }
 
 void dir_asm() {
     if (asm_mode)
-        report("bad #asm directive", 0, 0);
+        report("bad #asm directive");
     asm_mode = 1;
 }
 
 void dir_endasm() {
     if (!asm_mode)
-        report("bad #endasm directive", 0, 0);
+        report("bad #endasm directive");
     asm_mode = 0;
 }

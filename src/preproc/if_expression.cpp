@@ -137,13 +137,13 @@ int eval_if_expression(PpToken **link, int is_elif) {
         op_count = saved_ops;
         call_count = saved_calls;
     } else {
-        report("missing expression", 0, 0);
+        report("missing expression");
     }
     if (!found) {
-        report(is_elif ? "bad #elif expression" : "bad #if expression", 0, 0);
+        report(is_elif ? "bad #elif expression" : "bad #if expression");
         value = 0;
     }
     if (code != TOK_SEMI)
-        report(is_elif ? "incomplete #elif expression" : "incomplete #if expression", 0, 0);
+        report(is_elif ? "incomplete #elif expression" : "incomplete #if expression");
     return value != 0;
 }

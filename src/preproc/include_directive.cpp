@@ -35,7 +35,7 @@ const PpToken *find_closing_angle(const PpToken *open, size_t *length) {
         }
         total += token->length;
     }
-    report("missing '>' in #include", 0, 0);
+    report("missing '>' in #include");
     return nullptr;
 }
 
@@ -48,7 +48,7 @@ void dir_include(PpToken **link) {
         first = *link;
     }
     if (!first || (first->kind != TOK_STRING && first->kind != TOK_LT)) {
-        report("bad #include syntax", 0, 0);
+        report("bad #include syntax");
         return;
     }
     // No escape sequence is looked at in a file name.
@@ -62,7 +62,7 @@ void dir_include(PpToken **link) {
             return;
     }
     if (length == 0) {
-        report("missing file name in #include", 0, 0);
+        report("missing file name in #include");
         return;
     }
     char *name = name_buffer;
@@ -81,7 +81,7 @@ void dir_include(PpToken **link) {
     // Text behind the name is not looked at.  The new file starts with the
     // next line that is read.
     if (include_too_deep())
-        report("can't open %s", 0, reinterpret_cast<intptr_t>(name));
+        report("can't open %s", name);
     else
         open_source(name, 1);
     if (name != name_buffer)

@@ -93,9 +93,9 @@ char *read_logical_line(int more) {
     }
 
     if (room == 0)
-        report("line too long", 0, 0);
+        report("line too long");
     else if (write - start > LOGICAL_LINE_LIMIT)
-        report("logical line too long", 0, 0);
+        report("logical line too long");
     *write = 0;
     line_cursor = write + 1;
     return start;

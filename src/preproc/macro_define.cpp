@@ -127,17 +127,17 @@ PpToken *parse_params(PpToken *open) {
         return token;
     for (;;) {
         if (!token || token->kind != TOK_IDENT) {
-            report("bad macro argument", 0, 0);
+            report("bad macro argument");
             return nullptr;
         }
         if (find_param(token) >= 0)
-            report("redeclared parameter", 0, 0);
+            report("redeclared parameter");
         add_param(token);
         token = token->next;
         if (token && token->kind == TOK_RPAREN)
             return token;
         if (!token || token->kind != TOK_COMMA) {
-            report("bad macro argument syntax", 0, 0);
+            report("bad macro argument syntax");
             return nullptr;
         }
         token = token->next;

@@ -84,7 +84,7 @@ bool expansion_too_long() {
         return false;
     if (!size_reported) {
         size_reported = true;
-        report("macro expansion too long", 0, 0);
+        report("macro expansion too long");
     }
     return true;
 }
@@ -92,7 +92,7 @@ bool expansion_too_long() {
 enum CallResult { CALL_DONE, CALL_KEEP, CALL_FAIL };
 
 void macro_error(const char *format, const MacroDef *macro) {
-    report(format, macro->name_length, reinterpret_cast<intptr_t>(macro->name));
+    report(format, int(macro->name_length), macro->name);
 }
 
 bool is_kind(const PpToken *token, uint16_t kind) {
@@ -370,7 +370,7 @@ void stringize(PpToken *hash, const PpToken *argument, const MacroDef *macro) {
     hash->text = keep_text(work_text, work_length);
     hash->length = static_cast<uint16_t>(work_length);
     if (!string_closes(hash->text, hash->length))
-        report("unbalanced \" in string constant", 0, 0);
+        report("unbalanced \" in string constant");
 }
 
 // `left ## right` at `*link`: the spellings are joined and scanned again, and
@@ -683,7 +683,7 @@ int expand_macros(PpToken **link, int mode) {
         }
         if (expansion_depth > EXPANSION_DEPTH_LIMIT && !depth_reported) {
             depth_reported = true;
-            report("macro expansion too deep", 0, 0);
+            report("macro expansion too deep");
         }
         bool too_long = expansion_too_long();
         if ((macro->state & mode) || expansion_depth > EXPANSION_DEPTH_LIMIT || too_long) {

@@ -18,7 +18,7 @@ void pragma_unroll(PpToken *number) {
     Token converted{};
     convert_number(&converted, number);
     if (converted.code >= 164)  // the codes of real constants
-        report("bad #pragma unroll directive", 0, 0);
+        report("bad #pragma unroll directive");
     else
         unroll_limit = static_cast<int32_t>(converted.value.integer);
 }

@@ -284,7 +284,7 @@ PpToken *scan_line(char *text) {
             end = scan_quoted(quote, &closed);
             token->kind = *quote == '"' ? uint16_t{TOK_STRING} : uint16_t{PP_CHAR};
             if (!closed && !asm_mode && in_active_code())
-                report("unbalanced %c", 0, *quote);
+                report("unbalanced %c", *quote);
         } else if (has_class(c, CC_IDENT)) {
             end = p + 1;
             while (has_class(*end, CC_IDENT))

@@ -17,7 +17,7 @@ void start_scrambled_source(char *line) {
     // Neither preprocessed text nor line records may be had from a
     // scrambled file.
     if (opt_e || opt_l) {
-        report("incompatible option for encrypted source", 0, 0);
+        report("incompatible option for encrypted source");
         on_interrupt();
     }
     auto *state = static_cast<ScrambleState *>(checked_alloc(sizeof(ScrambleState), nullptr));

@@ -44,7 +44,7 @@ SourceStream *search_include_path(const char **name) {
         if (!directory) continue;
         size_t directory_length = std::strlen(directory);
         if (directory_length + name_length + 1 > PATH_LIMIT) {
-            report("path too long: %.*s...", 40, reinterpret_cast<intptr_t>(directory));
+            report("path too long: %.*s...", 40, directory);
             continue;
         }
         std::memcpy(path_buffer, directory, directory_length);
@@ -80,7 +80,7 @@ int open_source(const char *name, int search) {
     SourceStream *stream = stream_open(name);
     if (!stream && search && !is_rooted(name)) stream = search_include_path(&name);
     if (!stream) {
-        report("can't open %s", 0, reinterpret_cast<intptr_t>(name));
+        report("can't open %s", name);
         return 0;
     }
     if (current_stream) {
@@ -125,7 +125,7 @@ char *read_source_line(char *buffer, int32_t size) {
         stream_close(current_stream);
         current_stream = nullptr;
         if (in_comment) {
-            report("unclosed comment at end of file", 0, 0);
+            report("unclosed comment at end of file");
             in_comment = 0;
         }
         if (opt_x) {

