@@ -4,13 +4,14 @@
 #   make check  build and run every test, the end-to-end cases also on a
 #               build with AddressSanitizer and UndefinedBehaviorSanitizer
 #   make bench  time the preprocessor on large generated sources
+#   make coverage  line and branch coverage of src/ by the whole suite
 
 MAKEFLAGS += --no-print-directory
 JOBS ?= 2
 BUILD := build
 ASAN_BUILD := build-asan
 
-.PHONY: all demo check unit-and-e2e asan-e2e bench clean
+.PHONY: all demo check unit-and-e2e asan-e2e bench coverage clean
 
 all:
 	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -27,5 +28,8 @@ check: all
 bench: all
 	@sh tools/bench.sh $(BUILD)
 
+coverage:
+	@sh tools/coverage.sh build-coverage
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) build-coverage
