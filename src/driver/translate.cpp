@@ -16,7 +16,7 @@ void flush_symbols(int final);
 extern int32_t object_seen;
 
 void translate_unit() {
-    write_file_header();
+    start_intermediate_file();
     for (;;) {
         Token *token = next_token();
         if (token->code == TOK_EOF)

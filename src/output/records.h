@@ -227,6 +227,11 @@ int expr_tag(int op);
 // ---------------------------------------------------------------------------
 // Writer operations.
 
+// Starts the intermediate file of a normal run: writes the header and
+// installs the handlers of the source layer's events (source.h), so that
+// the end of a source file and the macros used reach the debug information.
+// -e and -md runs never call it, and their events write nothing.
+void start_intermediate_file();
 // The five header bytes.  Also starts the writer afresh: no source file
 // written yet, no space name announced.
 void write_file_header();
@@ -256,8 +261,17 @@ void write_literal_label(uint16_t label, int alignment);
 void write_literals();
 void write_label_ops(uint16_t jump_label, uint16_t define_label, uint32_t line, int flag);
 
-// Debug information of source files, functions and macros, called by the
-// source and macro layers.
+// Debug information of source files.  debug_note adds `symbol` to the list
+// of symbols declared in the current file, once; an inline function, and a
+// symbol whose dbg_next is in use, stay off every list.  debug_file_mark
+// opens the current file's debug block if none is open, at its first
+// function (`file` is the file name of the function's root block) or, when
+// symbols were noted, at its end (`file` and `function` null), and closes
+// the block at the end.
+void debug_note(Symbol *symbol);
+void debug_file_mark(const char *file, Symbol *function);
+
+// Debug information of source files, functions and macros.
 void write_debug_source_file(const char *name, uint16_t label, uint16_t end_label);
 uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label,
                               uint16_t end_label);

@@ -6,8 +6,8 @@
 
 #include "driver/options.h"
 #include "lexer/token.h"
-#include "output/records.h"
 #include "preproc/pptoken.h"
+#include "preproc/source.h"
 
 TrieNode *macro_trie;
 MacroDef *macro_list;
@@ -306,13 +306,13 @@ void write_used_macros() {
     for (MacroDef *macro = macro_list; macro; macro = macro->next) {
         if (!macro->used)
             continue;
-        size_t length = std::strlen(macro->name);
-        write_debug_macro_name(intern_name(macro->name, static_cast<unsigned>(length)));
-        const PpToken *first = macro->body;
-        if (first && first->kind != PP_PARAM)
-            write_string_value(first->text, first->length);
-        else
-            write_string_value("", 0);
         macro->used = 0;
+        if (!source_events.macro_used)
+            continue;
+        size_t length = std::strlen(macro->name);
+        const PpToken *first = macro->body;
+        bool spelled = first && first->kind != PP_PARAM;
+        source_events.macro_used(intern_name(macro->name, static_cast<unsigned>(length)),
+                                 spelled ? first->text : "", spelled ? first->length : 0);
     }
 }

@@ -92,8 +92,9 @@ int expand_macros(PpToken **link, int mode);
 // Clears the expansion state of every macro on hidden_macros.
 void reset_hidden_macros();
 
-// For each macro expanded since the last call: its name and the spelling of
-// the first token of its body go to the debug data; `used` is cleared.
+// For each macro expanded since the last call: `used` is cleared, and its
+// name and the spelling of the first token of its body go to the
+// macro_used event (source.h), which the debug information writes.
 void write_used_macros();
 
 // Built-in names: 1 defined, 2 __DATE__, 3 __TIME__, 4 __FILE__, 5 __LINE__,

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 struct Symbol;
+struct NameRecord;
 struct SourceStream;   // buffered reader of one open file, private to preproc
 
 // ---------------------------------------------------------------------------
@@ -84,9 +85,23 @@ int32_t token_position(uint32_t *line, int32_t *column);
 // returns true.
 bool replay_token_place(uint32_t *line, const char **file);
 
-// Debug information bracketing of source files.
-void debug_note(Symbol *symbol);
-void debug_file_mark(const char *file, Symbol *function);
+// What reading the input tells the writer of the intermediate file.  The
+// source layer never writes that file itself: a normal run installs its
+// handlers here when it starts the file, and in -e and -md runs none is
+// installed, so the events go nowhere.  A null member is an event nobody
+// listens to.
+struct SourceEvents {
+    // A source file has been read to its end: its stream is closed, and
+    // reading has not yet gone back to the file that included it, so
+    // current_source is still the file that ended.  Fires for every file,
+    // the main source and the forced headers included.
+    void (*file_end)();
+    // write_used_macros found a macro expanded since its last call: the
+    // macro's name, and the spelling of the first token of its body (empty
+    // when the body is empty or starts with a parameter).
+    void (*macro_used)(NameRecord *name, const char *body, size_t length);
+};
+extern SourceEvents source_events;
 
 // Make dependencies: writes `name` to the dependency line unless a file of
 // that name was opened before.  opt_md holds the output column.

@@ -5,7 +5,6 @@
 #include <unordered_set>
 
 #include "driver/options.h"
-#include "output/records.h"
 #include "preproc/source.h"
 #include "preproc/source_io.h"
 
@@ -17,6 +16,7 @@ SourceFile **source_list_tail = &source_list;
 uint32_t line_override;
 int32_t line_override_active;
 char *file_override;
+SourceEvents source_events;
 
 namespace {
 
@@ -128,10 +128,7 @@ char *read_source_line(char *buffer, int32_t size) {
             report("unclosed comment at end of file");
             in_comment = 0;
         }
-        if (opt_x) {
-            write_space_names();
-            debug_file_mark(nullptr, nullptr);
-        }
+        if (source_events.file_end) source_events.file_end();
         if (!include_stack) return nullptr;   // current_source stays on the last file
         IncludeFrame *frame = include_stack;
         current_source = frame->source;
