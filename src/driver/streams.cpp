@@ -2,9 +2,10 @@
 // run by the interrupt signal.
 #include <unistd.h>
 
-#include <cstring>
+#include <cstdlib>
 
 #include "driver/options.h"
+#include "preproc/source.h"
 
 int open_streams(const char *name) {
     if (error_name != nullptr) {
@@ -25,12 +26,9 @@ int open_streams(const char *name) {
             return 0;
         }
         output_stream = stdout;
-        if (opt_md && output_name != nullptr) {
-            // The make target; opt_md counts the columns of the line from
-            // here on.
-            std::fprintf(output_stream, "%s:", output_name);
-            opt_md = static_cast<int32_t>(std::strlen(output_name)) + 1;
-        }
+        // The -o name is the make target; no file of that name is made.
+        if (opt_md)
+            start_dependency_line(output_name);
         return 1;
     }
 

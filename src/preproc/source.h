@@ -103,9 +103,14 @@ struct SourceEvents {
 };
 extern SourceEvents source_events;
 
-// Make dependencies: writes `name` to the dependency line unless a file of
-// that name was opened before.  opt_md holds the output column.
+// Make dependencies (-md): the make target and its colon, when -o names one,
+// then every file opened, once, each behind a blank; the line is wrapped
+// before a name would pass column 78.  The driver writes the final line end.
 constexpr int DEPENDENCY_COLUMN_LIMIT = 78;
+// Starts the line: writes "target:" and counts the columns from there.  With
+// no target (null) nothing is written and the count starts at 1.
+void start_dependency_line(const char *target);
+// Writes `name` to the line unless a file of that name was opened before.
 void write_dependency(const char *name);
 
 // Scrambled source: the first line of the current file started with the
