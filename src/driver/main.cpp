@@ -17,8 +17,8 @@ namespace {
 // with calls that are safe inside a signal handler: the interrupted code may
 // hold the locks of the stream functions.
 void interrupt_signal(int) {
-    if (output_name != nullptr)
-        unlink(output_name);
+    if (removable_output != nullptr)
+        unlink(removable_output);
     _exit(2);
 }
 

@@ -37,6 +37,8 @@ extern PathList include_list;     // -i, 128 slots
 // Run state owned by the driver.
 extern FILE *output_stream;        // intermediate file or preprocessed text
 extern FILE *error_stream;         // diagnostics
+extern const char *removable_output;  // the -o file when it is a regular file,
+                                      // removed by an interrupt; else null
 extern const char *source_name;    // source file as named on the command line
 extern PathList *include_search;   // directories searched by #include, from
                                    // slot include_capacity - 1 downward

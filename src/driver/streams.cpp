@@ -1,11 +1,26 @@
 // The output and error streams of a run, the exit status, and the end of a
 // run by the interrupt signal.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
 #include "driver/options.h"
 #include "preproc/source.h"
+
+const char *removable_output;
+
+namespace {
+
+// Only a regular file is removed when a run fails or ends by interrupt: a
+// run writing to a device or a pipe (-o /dev/null, +e /dev/stderr) must
+// never delete it.
+bool is_regular_file(const char *name) {
+    struct stat info;
+    return stat(name, &info) == 0 && S_ISREG(info.st_mode);
+}
+
+}  // namespace
 
 int open_streams(const char *name) {
     if (error_name != nullptr) {
@@ -39,6 +54,8 @@ int open_streams(const char *name) {
         std::fprintf(stderr, "can't create %s\n", output_name);
         return 0;
     }
+    if (is_regular_file(output_name))
+        removable_output = output_name;
     return 1;
 }
 
@@ -50,7 +67,7 @@ int finish_errors(int32_t count) {
         // An error file is kept only when it holds errors.
         if (count != 0)
             std::fprintf(stderr, "errors reported in %s\n", error_name);
-        else
+        else if (is_regular_file(error_name))
             std::remove(error_name);
     }
     return count != 0 ? 1 : 0;
@@ -61,7 +78,8 @@ void on_interrupt() {
         if (output_stream != nullptr && output_stream != stdout)
             std::fclose(output_stream);
         output_stream = nullptr;
-        std::remove(output_name);
+        if (removable_output != nullptr)
+            std::remove(removable_output);
     }
     std::exit(2);
 }
