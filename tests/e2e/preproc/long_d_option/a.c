@@ -1,0 +1,1 @@
+LONG EMPTY1; OPEN still here
