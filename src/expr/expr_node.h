@@ -136,6 +136,15 @@ struct ExprNode {
 };
 
 // ---------------------------------------------------------------------------
+// The pool (expr_pool.cpp).  new_expr sets `op`, clears `eflags` and
+// `right`, nothing else.  release_exprs gives back every node ever taken
+// from the heap; a scalar initialiser and token_source_switch instead save
+// expr_free_list and restore it, to give back the nodes of one expression.
+ExprNode *new_expr(int32_t op);
+void release_exprs();
+extern ExprNode *expr_free_list;
+
+// ---------------------------------------------------------------------------
 // Nodes, lvalues and casts.
 
 // Makes `node` (or a new leaf when null) the integer constant `value` of

@@ -10,6 +10,7 @@
 
 #include "decl/symbol.h"
 #include "driver/options.h"
+#include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "preproc/directives.h"
 #include "preproc/pptoken.h"

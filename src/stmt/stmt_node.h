@@ -98,7 +98,9 @@ struct LoopRecord {
     uint16_t nest;               // nesting levels of counted loops it would hold
 };
 
-// new_stmt sets kind and clears next, flags and label only.
+// The statement pool (stmt_pool.cpp).  new_stmt sets kind and clears next,
+// flags and label only.  No mark is taken: release_stmts gives back every
+// node ever taken from the heap, at the end of each function definition.
 StmtNode *new_stmt(int32_t kind);
 void release_stmts();
 
