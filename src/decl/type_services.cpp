@@ -9,7 +9,7 @@ namespace {
 
 bool is_void(const TypeNode *type) { return type != nullptr && type->code == TY_VOID; }
 
-bool is_real(const TypeNode *type) { return type != nullptr && (type->code & 0xF0) == 0x50; }
+bool is_real(const TypeNode *type) { return type != nullptr && is_real_code(type->code); }
 
 bool is_pointer(const TypeNode *type) { return type != nullptr && type->code == TY_POINTER; }
 
@@ -45,7 +45,7 @@ bool prototype_matches_names(Symbol *proto, Symbol *names) {
         if (other == nullptr || proto->type == nullptr)
             return false;
         int32_t code = proto->type->code;
-        if (code < 18)
+        if (is_char_code(code))
             return false;
         if (code == TY_FLOAT && !opt_f)
             return false;
@@ -138,8 +138,7 @@ bool assignable_type(TypeNode *target, TypeNode *source) {
         return same_type(t, s);
     }
     default:
-        return !(source->code == TY_POINTER || source->code == TY_STRUCT ||
-                 source->code == TY_UNION);
+        return !(source->code == TY_POINTER || is_struct_code(source->code));
     }
 }
 
@@ -184,13 +183,14 @@ void check_assign_range(TypeNode *type, ExprNode *expr) {
         TypeNode *target = type;
         if (target->code == TY_ENUM && target->next != nullptr)
             target = target->next;
-        int64_t bits = (target->code & 2) ? int64_t(target->bit_width) : 8 * int64_t(type_size(target));
+        int64_t bits = is_bit_field_code(target->code) ? int64_t(target->bit_width)
+                                                       : 8 * int64_t(type_size(target));
         uint32_t value = uint32_t(expr->value);
-        if (!(target->code & 1)) {
+        if (!is_unsigned_code(target->code)) {
             // One bit of a signed target holds the sign; a negative value of
             // a signed constant fits when its complement does.
             bits -= 1;
-            if (!(expr->type->code & 1) && expr->value < 0)
+            if (!is_unsigned_code(expr->type->code) && expr->value < 0)
                 value = ~value;
         }
         bool out_of_range;

@@ -35,11 +35,6 @@ enum : uint8_t {
     REC_ARRAY = 132,
 };
 
-bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
-bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
-bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
-bool is_unsigned_code(int code) { return (code & 1) != 0; }
-
 bool is_symbol_leaf(const ExprNode *e) {
     return e->op == OP_LEAF && (e->lflags & LF_SYMBOL) != 0 && e->sym != nullptr;
 }
@@ -166,7 +161,7 @@ ExprNode *assign_to_pointer(ExprNode *e, ExprNode *l, ExprNode *r, int op, bool 
         report("incompatible pointer operation");
         return e;
     }
-    if (r->type->code >= 68) {
+    if (!is_integer_code(r->type->code)) {
         report("incompatible pointer operand");
         return e;
     }
@@ -201,7 +196,7 @@ ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
         // x op= x
         switch (op) {
         case OP_ADD_ASSIGN:
-            if (l->type->code < 68) {
+            if (is_integer_code(l->type->code)) {
                 e->op = OP_SHL_ASSIGN;
                 e->right = int_const_of(1);
             }
@@ -271,7 +266,7 @@ ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
         return e;
     }
     int log = 0;
-    if (l->type->code < 68 && is_power_of_two(uint32_t(c), &log)) {
+    if (is_integer_code(l->type->code) && is_power_of_two(uint32_t(c), &log)) {
         bool is_unsigned = is_unsigned_code(e->type->code);
         if (op == OP_MUL_ASSIGN) {
             e->op = OP_SHL_ASSIGN;
@@ -579,9 +574,9 @@ ExprNode *assign_expr(ExprNode *e) {
         r = e->right;
     }
     if (op == OP_SHL_ASSIGN || op == OP_SHR_ASSIGN) {
-        if (r->type->code >= 80)
+        if (!is_integer_code(r->type->code))
             report("invalid shift count type");
-        if (r->type->code >= 64) {
+        if (is_wider_than_int_code(r->type->code)) {
             r = convert_to(r, &type_int);
             e->right = r;
         }
@@ -657,8 +652,8 @@ void note_assignment(ExprNode *e, ExprNode *value) {
         if (entry == nullptr || entry->right == nullptr)
             return;   // nothing was known and nothing is
         ExprNode *old = entry->right;
-        if (cond_depth == 0 && e->op != OP_POSTINC && e->op != OP_POSTDEC && e->op >= OP_ADD_ASSIGN &&
-            e->op <= OP_OR_ASSIGN && value != nullptr && is_int_const(old) && is_int_const(value)) {
+        if (cond_depth == 0 && is_compound_assign(e->op) && value != nullptr && is_int_const(old) &&
+            is_int_const(value)) {
             bool divide_unsigned = is_unsigned_code(old->type->code) || is_unsigned_code(value->type->code);
             int32_t result = compute(e->op, old->value, value->value, divide_unsigned,
                                      is_unsigned_code(old->type->code));

@@ -39,10 +39,6 @@ inline int32_t signed_mod(int32_t a, int32_t b) {
     return a % b;
 }
 
-inline bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
-inline bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
-inline bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
-inline bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
 inline bool is_zero_const(const ExprNode *e) { return is_int_const(e) && e->value == 0; }
 // An integer or real constant leaf.
 inline bool is_constant(const ExprNode *e) { return is_int_const(e) || is_real_const(e); }
@@ -50,7 +46,7 @@ inline bool is_constant(const ExprNode *e) { return is_int_const(e) || is_real_c
 inline const TypeNode *value_type(const TypeNode *t) {
     return t->code == TY_ENUM && t->next != nullptr ? t->next : t;
 }
-inline bool is_unsigned_type(const TypeNode *t) { return (value_type(t)->code & 1) != 0; }
+inline bool is_unsigned_type(const TypeNode *t) { return is_unsigned_code(value_type(t)->code); }
 
 // Marks a result that stands for the whole expression and is no lvalue.
 inline ExprNode *mark_result(ExprNode *e) {

@@ -71,6 +71,19 @@ constexpr int compound_op(int op) { return (op & 0xDF) | 0x10; }
 // other: < and >=, > and <=, == and !=, && and ||.
 constexpr int negated_op(int op) { return ((op - 1) ^ 1) + 1; }
 
+// A binary operator of the source: bit 0x40 set, bit 0x80 clear.
+constexpr bool is_binary_op(int op) { return (op & 0xC0) == 0x40; }
+// The comparisons < >= > <= == !=, whose value is 0 or 1 of type int.
+constexpr bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
+// && and ||.
+constexpr bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
+// += to |=, the compound assignments (prefix ++ and -- among them).
+constexpr bool is_compound_assign(int op) { return op >= OP_ADD_ASSIGN && op <= OP_OR_ASSIGN; }
+// Every operator that stores to its left operand.
+constexpr bool is_assignment_op(int op) {
+    return op == OP_ASSIGN || is_compound_assign(op) || op == OP_POSTINC || op == OP_POSTDEC;
+}
+
 // ---------------------------------------------------------------------------
 // `eflags`: marks on a node.
 enum : uint8_t {

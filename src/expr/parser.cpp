@@ -39,10 +39,6 @@ constexpr int COND_LEVEL = 2;
 // Literal types by the low two bits of the token code.
 TypeNode *const literal_types[4] = {&type_int, &type_uint, &type_long, &type_ulong};
 
-bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
-
-bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
-
 ExprNode *missing_operand() {
     report("missing expression");
     return make_int_const(nullptr, 0);
@@ -136,7 +132,7 @@ ExprNode *identifier_leaf(const Token *t) {
         while (member != nullptr && (member->flags & SYM_LAST_ENUM) == 0)
             member = member->enum_link;
         TypeNode *type = member != nullptr ? member->type : nullptr;
-        if (type == nullptr || type->code < 18)
+        if (type == nullptr || is_char_code(type->code))
             type = &type_int;
         make_int_const(e, int32_t(sym->value));
         e->type = type;
@@ -185,7 +181,7 @@ ExprNode *check_argument(ExprNode *call, ExprNode *arg, Symbol **param, uint16_t
         arg = convert_to(arg, want);
     } else if (!assignable_type(want, arg->type)) {
         report("incompatible argument type");
-    } else if (!(want->code < 50 && arg->type->code < 50)) {
+    } else if (!(fits_int_code(want->code) && fits_int_code(arg->type->code))) {
         if (opt_ck != 0)
             check_assign_range(want, arg);
         arg = convert_to(arg, want);
@@ -460,7 +456,7 @@ ExprNode *parse_sizeof() {
             type = decay_to_pointer(e);
         type = promote_type(type, 1);
     }
-    if ((type->code & 2) != 0 && type->code < 0x50)
+    if (is_bit_field_code(type->code))
         report("invalid sizeof(type)");
     int32_t size = type_size(type);
     // The operand's tree is forgotten: its side effects do not happen.
@@ -558,9 +554,9 @@ ExprNode *parse_unary_here(int prev_op) {
         if (operand == nullptr)
             operand = missing_operand();
         int type_code = operand->type->code;
-        if (type_code > 92)
+        if (!is_arith_code(type_code))
             report("invalid arithmetic operand");
-        else if (type_code < 48 || type_code == TY_INT_BITS)
+        else if (is_narrow_code(type_code) || type_code == TY_INT_BITS)
             operand = convert_to(operand, &type_int);
         operand->eflags |= EF_NOT_LVALUE;
         return operand;
@@ -573,8 +569,6 @@ ExprNode *parse_unary_here(int prev_op) {
 }
 
 int level_of(int op) { return op == OP_COND ? COND_LEVEL : precedence_table[op & 31]; }
-
-bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
 
 ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
     for (;;) {
@@ -689,7 +683,7 @@ ExprNode *next_binary_op() {
         expect_token(TOK_COLON);
         return node;
     }
-    if ((code & 0x40) != 0 && (code & 0x80) == 0)
+    if (is_binary_op(code))
         return new_expr(code);
     unget_token();
     return nullptr;
@@ -779,7 +773,7 @@ int parse_const_expr(int32_t *result, int required) {
 ExprNode *make_test(ExprNode **slot) {
     ExprNode *e = *slot;
     int code = e->type->code;
-    if (code > 92 && code != TY_POINTER && code != TY_ARRAY && code != TY_FUNCTION)
+    if (!is_scalar_code(code) && code != TY_ARRAY && code != TY_FUNCTION)
         return nullptr;
     while (e->op == OP_COMMA) {
         e->type = &type_int;
