@@ -17,17 +17,6 @@ using namespace binary_rules;
 
 namespace {
 
-bool is_power_of_two(uint32_t c) { return c != 0 && (c & (c - 1)) == 0; }
-
-int32_t log2_of(uint32_t c) {
-    int32_t k = 0;
-    while (c > 1) {
-        c >>= 1;
-        k++;
-    }
-    return k;
-}
-
 int32_t bit_count(uint32_t c) {
     int32_t n = 0;
     for (; c != 0; c &= c - 1)
@@ -215,14 +204,14 @@ ExprNode *fold_integers(ExprNode *node, TypeNode *lt, TypeNode *rt) {
             note_zero_divisor(node->right, LF_ZERO_DIVIDE);
             return node;
         }
-        value = divide_unsigned ? int32_t(uint32_t(l) / uint32_t(r)) : signed_div(l, r);
+        value = wrap_div(l, r, divide_unsigned);
         break;
     case OP_MOD:
         if (r == 0) {
             note_zero_divisor(node->right, LF_ZERO_MODULUS);
             return node;
         }
-        value = divide_unsigned ? int32_t(uint32_t(l) % uint32_t(r)) : signed_mod(l, r);
+        value = wrap_mod(l, r, divide_unsigned);
         break;
     case OP_SHL:
         value = wrap_shl(l, r);
@@ -464,10 +453,10 @@ ExprNode *gather_constants(ExprNode *node, TypeNode *rt) {
         if (o == OP_MUL) {
             if (c1 == 0)
                 return nullptr;
-            int32_t rest = is_unsigned ? int32_t(uint32_t(c2) % uint32_t(c1)) : signed_mod(c2, c1);
+            int32_t rest = wrap_mod(c2, c1, is_unsigned);
             if (rest != 0)
                 return nullptr;
-            k2->value = is_unsigned ? int32_t(uint32_t(c2) / uint32_t(c1)) : signed_div(c2, c1);
+            k2->value = wrap_div(c2, c1, is_unsigned);
             return survivor_result(node, k2->value == 1 ? x : left, rt);
         }
         if (o == OP_DIV) {

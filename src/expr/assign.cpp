@@ -22,7 +22,7 @@
 // statement parser cuts it (sets it to null) wherever control joins.
 ExprNode *known_values;
 
-using binary_rules::note_zero_divisor;
+using namespace binary_rules;
 
 namespace {
 
@@ -54,16 +54,6 @@ bool pointer_is_plain(const TypeNode *type) {
 bool is_address_deref(const ExprNode *e) {
     return e->op == OP_DEREF && e->left != nullptr && e->left->op == OP_LEAF &&
            (e->left->lflags & LF_CONTENTS) == 0 && (e->left->eflags & EF_RETYPED) == 0;
-}
-
-bool is_power_of_two(uint32_t v, int *log) {
-    if (v == 0 || (v & (v - 1)) != 0)
-        return false;
-    int n = 0;
-    while ((v >>= 1) != 0)
-        n++;
-    *log = n;
-    return true;
 }
 
 ExprNode *int_const_of(int32_t value) { return make_int_const(nullptr, value); }
@@ -265,8 +255,8 @@ ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
         }
         return e;
     }
-    int log = 0;
-    if (is_integer_code(l->type->code) && is_power_of_two(uint32_t(c), &log)) {
+    if (is_integer_code(l->type->code) && is_power_of_two(uint32_t(c))) {
+        int32_t log = log2_of(uint32_t(c));
         bool is_unsigned = is_unsigned_code(e->type->code);
         if (op == OP_MUL_ASSIGN) {
             e->op = OP_SHL_ASSIGN;
@@ -282,38 +272,21 @@ ExprNode *simplify_scalar(ExprNode *e, ExprNode *l, ExprNode *r) {
     return e;
 }
 
-// The value of a compound assignment on a known constant, in 32 bits.
+// The value of the compound assignment `op` on the known constant `k`
+// with the operand `v`.  A division by 0 leaves 0: it has been noted for
+// its report, and the value is never used.
 int32_t compute(int op, int32_t k, int32_t v, bool divide_unsigned, bool k_unsigned) {
-    uint32_t a = uint32_t(k);
-    uint32_t b = uint32_t(v);
     switch (op) {
-    case OP_ADD_ASSIGN: return int32_t(a + b);
-    case OP_SUB_ASSIGN: return int32_t(a - b);
-    case OP_MUL_ASSIGN: return int32_t(a * b);
-    case OP_DIV_ASSIGN:
-        if (b == 0)
-            return 0;
-        if (divide_unsigned)
-            return int32_t(a / b);
-        if (v == -1)
-            return int32_t(0u - a);
-        return k / v;
-    case OP_MOD_ASSIGN:
-        if (b == 0)
-            return 0;
-        if (divide_unsigned)
-            return int32_t(a % b);
-        if (v == -1)
-            return 0;
-        return k % v;
-    case OP_SHL_ASSIGN: return int32_t(a << (b & 31));
-    case OP_SHR_ASSIGN:
-        if (k_unsigned || k >= 0)
-            return int32_t(a >> (b & 31));
-        return int32_t(~(~a >> (b & 31)));
-    case OP_AND_ASSIGN: return int32_t(a & b);
-    case OP_XOR_ASSIGN: return int32_t(a ^ b);
-    case OP_OR_ASSIGN: return int32_t(a | b);
+    case OP_ADD_ASSIGN: return wrap_add(k, v);
+    case OP_SUB_ASSIGN: return wrap_sub(k, v);
+    case OP_MUL_ASSIGN: return wrap_mul(k, v);
+    case OP_DIV_ASSIGN: return v == 0 ? 0 : wrap_div(k, v, divide_unsigned);
+    case OP_MOD_ASSIGN: return v == 0 ? 0 : wrap_mod(k, v, divide_unsigned);
+    case OP_SHL_ASSIGN: return wrap_shl(k, v);
+    case OP_SHR_ASSIGN: return shift_right(k, v, k_unsigned);
+    case OP_AND_ASSIGN: return k & v;
+    case OP_XOR_ASSIGN: return k ^ v;
+    case OP_OR_ASSIGN: return k | v;
     default: return k;
     }
 }

@@ -534,6 +534,24 @@ TEST_F(ExprParserTable, DeepNestingDoesNotOverflowTheStack) {
     EXPECT_EQ(messages.take(), "");
 }
 
+// A compound assignment to a variable of known value computes the new
+// value in the target's 32-bit arithmetic.
+TEST_F(ExprParserTable, CompoundAssignmentsComputeKnownValues) {
+    static const Case cases[] = {
+        {"x = -7, x /= 2, y = x", "(, (, (= x:i -7:i):i (/= x:i 2:i):i):i (= y:i -3:i):i):i", ""},
+        {"x = -7, x %= 2, y = x", "(, (, (= x:i -7:i):i (%= x:i 2:i):i):i (= y:i -1:i):i):i", ""},
+        {"x = -8, x >>= 1, y = x", "(, (, (= x:i -8:i):i (>>= x:i 1:i):i):i (= y:i -4:i):i):i", ""},
+        {"x = 3, x <<= 33, y = x", "(, (, (= x:i 3:i):i (<<= x:i 33:i):i):i (= y:i 6:i):i):i", ""},
+        {"x = 2147483647, x += 1, y = x",
+         "(, (, (= x:i 2147483647:i):i (+= x:i 1:i):i):i (= y:i -2147483648:i):i):i", ""},
+        {"x = -2147483647 - 1, x /= -1, y = x",
+         "(, (, (= x:i -2147483648:i):i (= x:i (neg x:i):i):i):i (= y:i -2147483648:i):i):i", ""},
+        {"x = 6, x ^= 3, x |= 8, x &= 12, y = x",
+         "(, (, (, (, (= x:i 6:i):i (^= x:i 3:i):i):i (|= x:i 8:i):i):i (&= x:i 12:i):i):i (= y:i 12:i):i):i", ""},
+    };
+    table(cases, sizeof cases / sizeof cases[0]);
+}
+
 // The statement parser cuts known_values and sets it back to heads it kept;
 // the lookups follow whatever list is in place.
 TEST_F(ExprParserTable, KnownValuesFollowCutsAndRestoredHeads) {
