@@ -6,7 +6,6 @@
 #include <cstdint>
 
 struct Symbol;
-struct ExprNode;
 
 // ---------------------------------------------------------------------------
 // Type codes.  The high nibble is the width class of a scalar, bit 0 means
@@ -146,7 +145,6 @@ bool assignable_type(TypeNode *target, TypeNode *source);
 void merge_types(Symbol *dst, Symbol *src);
 TypeNode *promote_type(TypeNode *type, int32_t for_call);
 bool wider_code(int32_t a, int32_t b);
-void check_assign_range(TypeNode *type, ExprNode *expr);
 
 // The space of a pointer's attribute word for comparisons and sizes: the
 // ATTR_SPACE field with "none given" counted as near.

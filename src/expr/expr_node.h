@@ -118,6 +118,19 @@ enum : uint8_t {
 // conversion node above it (see cast_expr).
 
 // ---------------------------------------------------------------------------
+// Stored initial values: the records of a const object's value in
+// Symbol.init, and of an initialiser's image.  A scalar is a leaf copy with
+// the declared type; the others are nodes with one of these codes as `op`,
+// `size` their size in bytes, siblings chained through `link`.
+enum : uint8_t {
+    INIT_STRING = 4,      // `literal` the pooled string
+    INIT_STRUCT = 96,     // `left` the first member's record
+    INIT_UNION = 100,     // `left` the record of the member given
+    INIT_GAP = 112,       // `value` bytes of padding
+    INIT_ARRAY = 132,     // `left` the first element's record
+};
+
+// ---------------------------------------------------------------------------
 // The node.  Allocated by `new_expr`, which sets only `op` and clears
 // `eflags` and `right` (so a new leaf has `lflags` 0); the creator sets the
 // rest.  A leaf has `op` 0.
@@ -171,6 +184,8 @@ bool is_int_or_pointer_const(const ExprNode *e);
 bool is_real_const(const ExprNode *e);
 // Function designator leaf, or a non-lvalue leaf of pointer type.
 bool is_address_const(const ExprNode *e);
+// Leaf based on a Symbol: a variable or the address of one.
+bool is_symbol_leaf(const ExprNode *e);
 // A private copy of the current diagnostic position, for a later report;
 // null when there is no current token.
 Token *save_position();
@@ -200,14 +215,21 @@ ExprNode *cast_expr(ExprNode *e);
 void truncate_const(ExprNode *e, TypeNode *type, int warn);
 
 // ---------------------------------------------------------------------------
-// Assignments and known values.
+// Assignments (assign.cpp).
+ExprNode *assign_expr(ExprNode *e);
+// With checks on: reports a constant that does not fit `type`, or a value
+// of a wider type that an assignment to `type` truncates.
+void check_assign_range(TypeNode *type, ExprNode *expr);
+
+// Known values (known_values.cpp): reads of a variable whose value is
+// known, and of a const object with a stored value, are replaced by the
+// value.
 
 // Newest-first list of records: `left` an lvalue, `right` its known value
 // (null: known to be unknown), `next_known` the next record.  Cleared by
 // setting it to null wherever control joins.
 extern ExprNode *known_values;
 
-ExprNode *assign_expr(ExprNode *e);
 // If the value of `*slot` is known, puts a copy in the slot and returns it.
 ExprNode *replace_known_value(ExprNode **slot);
 ExprNode *find_known_value(ExprNode *e);

@@ -42,6 +42,10 @@ bool is_address_const(const ExprNode *e) {
            ((e->lflags & LF_CONTENTS) == 0 && e->type->code == TY_POINTER);
 }
 
+bool is_symbol_leaf(const ExprNode *e) {
+    return e->op == OP_LEAF && (e->lflags & LF_SYMBOL) != 0 && e->sym != nullptr;
+}
+
 Token *save_position() {
     if (last_token == nullptr)
         return nullptr;
