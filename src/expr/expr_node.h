@@ -247,6 +247,7 @@ ExprNode *binary_expr(ExprNode *node);
 extern int32_t cond_depth;        // > 0 inside a right operand of && or ||, or a third operand of ?:
 extern int32_t cond_expr_depth;   // > 0 from a ? until its conditional is complete
 extern int32_t in_member_access;  // set while & is applied for . member access
+extern int32_t sizeof_depth;      // > 0 inside the operand of sizeof, which is not evaluated
 
 ExprNode *parse_unary(int prev_op);
 ExprNode *next_binary_op();

@@ -378,7 +378,9 @@ ExprNode *find_known_value(ExprNode *e) {
 
 ExprNode *replace_known_value(ExprNode **slot) {
     ExprNode *x = *slot;
-    if (x == nullptr || x->type == nullptr || opt_nc)
+    // Under -nc nothing is replaced, and the operand of sizeof is not
+    // evaluated at all.
+    if (x == nullptr || x->type == nullptr || opt_nc || sizeof_depth != 0)
         return x;
     int code = x->type->code;
     if (code == TY_ARRAY || is_struct_code(code))

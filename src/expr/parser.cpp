@@ -19,6 +19,7 @@
 int32_t cond_depth;
 int32_t cond_expr_depth;
 int32_t in_member_access;
+int32_t sizeof_depth;
 
 namespace {
 
@@ -444,9 +445,9 @@ ExprNode *parse_sizeof() {
     if (e == nullptr) {
         // The operand is not evaluated, so no variable is replaced by its
         // known value inside it.
-        opt_nc++;
+        sizeof_depth++;
         e = parse_unary(0);
-        opt_nc--;
+        sizeof_depth--;
         if (e == nullptr)
             e = missing_operand();
     }
