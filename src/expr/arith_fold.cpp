@@ -571,7 +571,7 @@ ExprNode *finish(ExprNode *e) {
     }
     if ((e->op == OP_DIV || e->op == OP_MOD) && e->type != nullptr &&
         (e->type->code == TY_LONG || e->type->code == TY_ULONG || e->type->code == TY_FLOAT))
-        loop_has_long_div = 1;
+        func_state.loop_has_long_div = 1;
     return e;
 }
 

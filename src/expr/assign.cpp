@@ -252,7 +252,7 @@ ExprNode *assign_expr(ExprNode *e) {
     e->right = r;
     if (!opt_cp) {
         if (cond_expr_depth != 0)
-            known_values = nullptr;
+            func_state.known_values = nullptr;
         else if (!is_struct_code(l->type->code))
             note_assignment(e, r);
         else

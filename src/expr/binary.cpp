@@ -344,7 +344,7 @@ ExprNode *assignment_path(ExprNode *node) {
         if (cond_expr_depth == 0)
             note_assignment(store, store->right);
         else
-            known_values = nullptr;
+            func_state.known_values = nullptr;
     }
     return result;
 }

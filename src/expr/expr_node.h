@@ -221,14 +221,9 @@ ExprNode *assign_expr(ExprNode *e);
 // of a wider type that an assignment to `type` truncates.
 void check_assign_range(TypeNode *type, ExprNode *expr);
 
-// Known values (known_values.cpp): reads of a variable whose value is
-// known, and of a const object with a stored value, are replaced by the
-// value.
-
-// Newest-first list of records: `left` an lvalue, `right` its known value
-// (null: known to be unknown), `next_known` the next record.  Cleared by
-// setting it to null wherever control joins.
-extern ExprNode *known_values;
+// Known values (known_values.cpp).  The list is func_state.known_values
+// (stmt/stmt_node.h); reads of a variable whose value is known there, and
+// of a const object with a stored value, are replaced by the value.
 
 // If the value of `*slot` is known, puts a copy in the slot and returns it.
 ExprNode *replace_known_value(ExprNode **slot);
@@ -241,8 +236,9 @@ void forget_aggregate(ExprNode *lvalue);
 ExprNode *binary_expr(ExprNode *node);
 
 // ---------------------------------------------------------------------------
-// Expression parser.  Its operator counter `op_count` is declared with the
-// statement parser's state in stmt/stmt_node.h.
+// Expression parser.  What it counts for the function around it (operators,
+// calls, inline calls, the weights of uses) goes to func_state, declared with
+// the statement parser in stmt/stmt_node.h.
 
 extern int32_t cond_depth;        // > 0 inside a right operand of && or ||, or a third operand of ?:
 extern int32_t cond_expr_depth;   // > 0 from a ? until its conditional is complete

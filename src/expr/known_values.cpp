@@ -1,9 +1,9 @@
 // The known values of variables: the one flow-sensitive tool of the
 // parser.  An assignment notes what a variable was given, and a later read
 // of that variable, or of a const object whose value is stored, is
-// replaced by the value as the tree is built.  The statement parser cuts
-// the list wherever control joins, and a call cuts it since any call may
-// change any variable.
+// replaced by the value as the tree is built.  The list lives in
+// func_state.known_values; the statement parser cuts it wherever control
+// joins, and a call cuts it since any call may change any variable.
 #include <unordered_map>
 #include <vector>
 
@@ -14,10 +14,6 @@
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
-
-// Newest first; each record has `left` the lvalue, `right` its value or
-// null for "known to be unknown", `next_known` the next older record.
-ExprNode *known_values;
 
 using namespace binary_rules;
 
@@ -69,11 +65,12 @@ int32_t compute(int op, int32_t k, int32_t v, bool divide_unsigned, bool k_unsig
 // key to the newest record of that key in the list that starts at
 // `index_head`; each record links to the next older record of its key
 // (`key_prev`, fixed when it is pushed, since the records below a record
-// never change).  The head is the truth, and it is cut or restored without
-// telling the index.  So each use first brings the index in step with the
-// head: a head of null empties the index, a head that is an older record
-// of the same list drops the newer records, and any other head makes the
-// index anew from the list.
+// never change).  The index is no part of the function's state: the head in
+// func_state is the truth, and it is cut, restored, or saved and put back
+// around a directive without telling the index.  So each use first brings
+// the index in step with the head: a head of null empties the index, a
+// head that is an older record of the same list drops the newer records,
+// and any other head makes the index anew from the list.
 
 struct Key {
     const void *base;
@@ -132,29 +129,29 @@ void drop_newest(ExprNode *record) {
 
 void rebuild_index() {
     newest.clear();
-    for (ExprNode *entry = known_values; entry != nullptr; entry = entry->next_known)
+    for (ExprNode *entry = func_state.known_values; entry != nullptr; entry = entry->next_known)
         newest.emplace(key_of(entry->left), entry);
-    index_head = known_values;
+    index_head = func_state.known_values;
 }
 
 void sync_index() {
-    if (known_values == index_head)
+    if (func_state.known_values == index_head)
         return;
-    if (known_values == nullptr) {
+    if (func_state.known_values == nullptr) {
         newest.clear();
         index_head = nullptr;
         return;
     }
-    RecordInfo *target = info_of(known_values);
+    RecordInfo *target = info_of(func_state.known_values);
     RecordInfo *current = info_of(index_head);
-    if (target != nullptr && current != nullptr && known_values->size < index_head->size) {
+    if (target != nullptr && current != nullptr && func_state.known_values->size < index_head->size) {
         // Back to an older state: drop what was pushed since.
         ExprNode *entry = index_head;
-        while (entry != nullptr && info_of(entry) != nullptr && entry->size > known_values->size) {
+        while (entry != nullptr && info_of(entry) != nullptr && entry->size > func_state.known_values->size) {
             drop_newest(entry);
             entry = entry->next_known;
         }
-        if (entry == known_values) {
+        if (entry == func_state.known_values) {
             index_head = entry;
             return;
         }
@@ -182,13 +179,13 @@ void push_entry(ExprNode *lvalue, ExprNode *value) {
     entry->type = nullptr;
     entry->left = lvalue;
     entry->right = value;
-    entry->next_known = known_values;
+    entry->next_known = func_state.known_values;
     entry->size = uint32_t(records.size());
     Key key = key_of(lvalue);
     auto found = newest.find(key);
     records.push_back(RecordInfo{entry, found != newest.end() ? found->second : nullptr});
     newest[key] = entry;
-    known_values = entry;
+    func_state.known_values = entry;
     index_head = entry;
 }
 
@@ -335,7 +332,7 @@ void forget_aggregate(ExprNode *x) {
     else
         return;
     Symbol *sym = (base->lflags & LF_SYMBOL) != 0 ? base->sym : nullptr;
-    for (ExprNode *entry = known_values; entry != nullptr; entry = entry->next_known) {
+    for (ExprNode *entry = func_state.known_values; entry != nullptr; entry = entry->next_known) {
         if (entry->right == nullptr)
             continue;
         ExprNode *target = entry->left;

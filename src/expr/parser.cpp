@@ -146,13 +146,13 @@ ExprNode *identifier_leaf(const Token *t) {
         break;
     }
     e->lflags = LEAF_VARIABLE;
-    if (!in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
+    if (!func_state.in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
         (sym->sclass == SC_NONE || sym->sclass == SC_EXTERN || sym->sclass == SC_STATIC ||
          sym->sclass == SC_ABSOLUTE))
         sym->flags |= SYM_DBG_USED;
     // A use inside loops weighs more when registers are handed out.
-    if (loop_depth != 0 && !in_data_init)
-        sym->use_count = uint16_t(sym->use_count + 2 * loop_depth);
+    if (func_state.loop_depth != 0 && !func_state.in_data_init)
+        sym->use_count = uint16_t(sym->use_count + 2 * func_state.loop_depth);
     e->type = integer_of_enum(sym->type);
     if (e->type == nullptr)
         e->type = &type_int;
@@ -203,7 +203,7 @@ ExprNode *parse_call(ExprNode *callee) {
     ExprNode *call = new_expr(OP_CALL);
     call->left = callee;
     call->value = 0;
-    call_count++;
+    func_state.call_count++;
 
     TypeNode *ftype = callee->type;
     TypeNode *function = nullptr;   // the function type whose arguments are checked
@@ -221,8 +221,8 @@ ExprNode *parse_call(ExprNode *callee) {
                 if (sym->flags & SYM_INLINE_OPEN)
                     report("invalid recursive inline function");
                 else if (sym->value != 0)
-                    pending_inline++;
-                call_count--;
+                    func_state.pending_inline++;
+                func_state.call_count--;
             }
         }
         decay_to_pointer(callee);
@@ -243,7 +243,7 @@ ExprNode *parse_call(ExprNode *callee) {
         function->proto_tags = nullptr;
         sym->type = function;
         sym->flags |= SYM_IMPLICIT_FN | SYM_DECLARED | SYM_USED;
-        if (!in_data_init)
+        if (!func_state.in_data_init)
             sym->flags |= SYM_DBG_CALLED;
         callee->type = function;
         decay_to_pointer(callee);
@@ -295,8 +295,8 @@ ExprNode *parse_call(ExprNode *callee) {
     if (param != nullptr && param->type != nullptr && param->type->code != TY_VOID)
         report("missing argument");
     // Any call may change any variable.
-    known_values = nullptr;
-    op_count++;
+    func_state.known_values = nullptr;
+    func_state.op_count++;
     return call;
 }
 
@@ -372,7 +372,7 @@ ExprNode *parse_member(ExprNode *node, bool dot) {
         result->eflags |= EF_ANON_ALIAS;
     if (not_lvalue)
         result->eflags |= EF_NOT_LVALUE;
-    op_count++;
+    func_state.op_count++;
     return result;
 }
 
@@ -388,7 +388,7 @@ ExprNode *parse_postfix(ExprNode *e) {
             node->left = e;
             node->right = make_int_const(nullptr, 1);
             e = assign_expr(node);
-            op_count++;
+            func_state.op_count++;
             break;
         }
         case TOK_LBRACKET: {
@@ -404,7 +404,7 @@ ExprNode *parse_postfix(ExprNode *e) {
             deref->left = binary_expr(add);
             e = unary_expr(deref);
             expect_token(TOK_RBRACKET);
-            op_count += 2;
+            func_state.op_count += 2;
             break;
         }
         case TOK_LPAREN:
@@ -534,7 +534,7 @@ ExprNode *parse_unary_here(int prev_op) {
             return missing_operand();
         node->left = operand;
         node->right = make_int_const(nullptr, 1);
-        op_count++;
+        func_state.op_count++;
         return assign_expr(node);
     }
     case TOK_NOT:
@@ -547,7 +547,7 @@ ExprNode *parse_unary_here(int prev_op) {
         if (operand == nullptr)
             return missing_operand();
         node->left = operand;
-        op_count++;
+        func_state.op_count++;
         return unary_expr(node);
     }
     case TOK_PLUS: {
@@ -603,7 +603,7 @@ ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
             cond_depth--;
         }
         left = binary_expr(node);
-        op_count++;
+        func_state.op_count++;
         if (is_logical(op))
             cond_depth--;
         *pending = next;
