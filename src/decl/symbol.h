@@ -1,11 +1,12 @@
 // Symbols: the Symbol record with its storage classes and flags, the lists
-// that make up the scopes, lookup by interned name, the pools of Symbol,
-// StmtNode and ExprNode records, and label numbers.
+// that make up the scopes, lookup by interned name, the way the pools of
+// per-function records work, and label numbers.
 #pragma once
 
 #include <cstdint>
 
 #include "decl/type.h"
+#include "driver/options.h"
 
 struct ExprNode;
 struct StmtNode;
@@ -112,14 +113,24 @@ Symbol *find_symbol(NameRecord *name, Symbol *from, Symbol *stop);
 Symbol *release_symbols(Symbol *list, Symbol *stop);
 
 // ---------------------------------------------------------------------------
-// Statement and expression pools.  No mark is taken for them: a release
-// gives back every node ever taken from the heap.  A scalar initialiser
-// saves expr_free_list and restores it to give back its expression's nodes.
-StmtNode *new_stmt(int32_t kind);
-void release_stmts();
-ExprNode *new_expr(int32_t op);
-void release_exprs();
-extern ExprNode *expr_free_list;
+// Pools of records that live for one function: TypeNode here, StmtNode in
+// stmt/stmt_pool.cpp, ExprNode in expr/expr_pool.cpp.  Each pool has a free
+// list and a chain head, both linked through the record's first word `link`.
+// A record from the heap is linked to the chain head and becomes the new
+// head; a record popped from the free list keeps its `link`.  Giving
+// everything back is then one assignment: the free list becomes the chain.
+template <typename T>
+T *take_pool_record(T *&free_list, T *&chain) {
+    T *record;
+    if (free_list != nullptr) {
+        record = free_list;
+        free_list = record->link;
+    } else {
+        record = static_cast<T *>(checked_alloc(sizeof(T), chain));
+        chain = record;
+    }
+    return record;
+}
 
 // Label numbers: odd, from 3, one number space for code labels, statics,
 // literals and debug records.  Past 65535 "file too large for label

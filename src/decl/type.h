@@ -6,14 +6,13 @@
 #include <cstdint>
 
 struct Symbol;
-struct ExprNode;
 
 // ---------------------------------------------------------------------------
 // Type codes.  The high nibble is the width class of a scalar, bit 0 means
-// unsigned, bit 1 marks a bit-field type.  Tests used everywhere:
-// `code & 1` unsigned, `code & 2` bit-field, `(code & 0xF0) == 0x50` real,
-// `code < 66` integer that fits a constant leaf, `code < 68` integer,
-// `code < 93` arithmetic.
+// unsigned, bit 1 marks a bit-field type.  The order of the codes carries
+// meaning too: the integer codes come first, narrowest first, then the
+// reals, then the rest.  Every test of a code's class is one of the
+// predicates below the table.
 enum : uint8_t {
     TY_CHAR = 0x10,
     TY_UCHAR = 0x11,
@@ -37,6 +36,34 @@ enum : uint8_t {
     TY_ARRAY = 0x84,
     TY_FUNCTION = 0x88,
 };
+
+// The predicates on type codes.
+constexpr bool is_unsigned_code(int code) { return (code & 1) != 0; }
+constexpr bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
+constexpr bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
+// The width class: the same for the integer types of one width, signed or
+// not, and the bit-fields of that unit; the reals share one class.
+constexpr int width_class(int code) { return code & 0xF0; }
+// char and unsigned char, their bit-fields aside.
+constexpr bool is_char_code(int code) { return code < 18; }
+// One byte wide: char, unsigned char and the bit-fields of a char unit.
+constexpr bool is_byte_code(int code) { return code < 32; }
+// The char and short classes: narrower than int, so promoted to int.
+constexpr bool is_narrow_code(int code) { return code < 48; }
+// char, short and int, signed or not, and the bit-fields of char and short
+// units: values that an int holds as they are.
+constexpr bool fits_int_code(int code) { return code < 50; }
+// long, unsigned long and everything after them in the order of codes.
+constexpr bool is_wider_than_int_code(int code) { return code >= 64; }
+// The integer types whose values a constant leaf holds: all but the
+// bit-fields of a long unit.
+constexpr bool is_int_const_code(int code) { return code < 66; }
+constexpr bool is_integer_code(int code) { return code < 68; }
+// Integers, bit-fields and the reals.
+constexpr bool is_arith_code(int code) { return code < 93; }
+// The types that a test or an operator takes as one value.
+constexpr bool is_scalar_code(int code) { return is_arith_code(code) || code == TY_POINTER; }
+constexpr bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
 
 // Given to new_type together with a code: the node comes from the heap and
 // enters neither the free list nor the chain, so it outlives the function
@@ -118,7 +145,6 @@ bool assignable_type(TypeNode *target, TypeNode *source);
 void merge_types(Symbol *dst, Symbol *src);
 TypeNode *promote_type(TypeNode *type, int32_t for_call);
 bool wider_code(int32_t a, int32_t b);
-void check_assign_range(TypeNode *type, ExprNode *expr);
 
 // The space of a pointer's attribute word for comparisons and sizes: the
 // ATTR_SPACE field with "none given" counted as near.

@@ -1,15 +1,11 @@
-// Comparing, assigning and merging types, and the range checks of an
-// assignment.
+// Comparing, assigning and merging types.
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
-#include "expr/expr_node.h"
 
 namespace {
 
 bool is_void(const TypeNode *type) { return type != nullptr && type->code == TY_VOID; }
-
-bool is_real(const TypeNode *type) { return type != nullptr && (type->code & 0xF0) == 0x50; }
 
 bool is_pointer(const TypeNode *type) { return type != nullptr && type->code == TY_POINTER; }
 
@@ -45,7 +41,7 @@ bool prototype_matches_names(Symbol *proto, Symbol *names) {
         if (other == nullptr || proto->type == nullptr)
             return false;
         int32_t code = proto->type->code;
-        if (code < 18)
+        if (is_char_code(code))
             return false;
         if (code == TY_FLOAT && !opt_f)
             return false;
@@ -138,8 +134,7 @@ bool assignable_type(TypeNode *target, TypeNode *source) {
         return same_type(t, s);
     }
     default:
-        return !(source->code == TY_POINTER || source->code == TY_STRUCT ||
-                 source->code == TY_UNION);
+        return !(source->code == TY_POINTER || is_struct_code(source->code));
     }
 }
 
@@ -175,45 +170,4 @@ void merge_types(Symbol *dst, Symbol *src) {
         d = d->next;
         s = s->next;
     }
-}
-
-void check_assign_range(TypeNode *type, ExprNode *expr) {
-    if (type == nullptr || expr == nullptr || expr->type == nullptr)
-        return;
-    if (is_int_const(expr) && !is_real(type)) {
-        TypeNode *target = type;
-        if (target->code == TY_ENUM && target->next != nullptr)
-            target = target->next;
-        int64_t bits = (target->code & 2) ? int64_t(target->bit_width) : 8 * int64_t(type_size(target));
-        uint32_t value = uint32_t(expr->value);
-        if (!(target->code & 1)) {
-            // One bit of a signed target holds the sign; a negative value of
-            // a signed constant fits when its complement does.
-            bits -= 1;
-            if (!(expr->type->code & 1) && expr->value < 0)
-                value = ~value;
-        }
-        bool out_of_range;
-        if (bits >= 32)
-            out_of_range = false;
-        else if (bits <= 0)
-            out_of_range = value != 0;
-        else
-            out_of_range = (value >> bits) != 0;
-        if (out_of_range)
-            report("W1value out of range");
-        return;
-    }
-    TypeNode *source = expr->type;
-    if (source->code == TY_ARRAY || source->code == TY_FUNCTION)
-        source = decay_to_pointer(expr);
-    // A real type counts double, so that a float is wider than a long.
-    int64_t source_size = type_size(source);
-    int64_t target_size = type_size(type);
-    if (is_real(source))
-        source_size *= 2;
-    if (is_real(type))
-        target_size *= 2;
-    if (source_size > target_size)
-        report("W1truncating assignment");
 }

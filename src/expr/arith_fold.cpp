@@ -17,17 +17,6 @@ using namespace binary_rules;
 
 namespace {
 
-bool is_power_of_two(uint32_t c) { return c != 0 && (c & (c - 1)) == 0; }
-
-int32_t log2_of(uint32_t c) {
-    int32_t k = 0;
-    while (c > 1) {
-        c >>= 1;
-        k++;
-    }
-    return k;
-}
-
 int32_t bit_count(uint32_t c) {
     int32_t n = 0;
     for (; c != 0; c &= c - 1)
@@ -64,7 +53,7 @@ ExprNode *unary_of(ExprNode *node, int op, ExprNode *x) {
 // retyped, anything else is converted.
 ExprNode *keep_type(ExprNode *e, TypeNode *type) {
     if (same_type(e->type, type) || is_int_const(e) ||
-        (e->op != OP_LEAF && (e->op & 0xC0) == 0x40)) {
+        (e->op != OP_LEAF && is_binary_op(e->op))) {
         e->type = type;
         return e;
     }
@@ -215,18 +204,18 @@ ExprNode *fold_integers(ExprNode *node, TypeNode *lt, TypeNode *rt) {
             note_zero_divisor(node->right, LF_ZERO_DIVIDE);
             return node;
         }
-        value = divide_unsigned ? int32_t(uint32_t(l) / uint32_t(r)) : signed_div(l, r);
+        value = wrap_div(l, r, divide_unsigned);
         break;
     case OP_MOD:
         if (r == 0) {
             note_zero_divisor(node->right, LF_ZERO_MODULUS);
             return node;
         }
-        value = divide_unsigned ? int32_t(uint32_t(l) % uint32_t(r)) : signed_mod(l, r);
+        value = wrap_mod(l, r, divide_unsigned);
         break;
     case OP_SHL:
         value = wrap_shl(l, r);
-        if (rt->code >= 64 && wider_code(rt->code, node->type->code))
+        if (is_wider_than_int_code(rt->code) && wider_code(rt->code, node->type->code))
             node->type = rt;
         break;
     case OP_SHR: value = shift_right(l, r, is_unsigned_type(lt)); break;
@@ -269,7 +258,7 @@ ExprNode *nonconstant_right_rules(ExprNode *node, TypeNode *lt) {
     case OP_AND:
         return operand_as_result(left, node->type);
     case OP_ADD:
-        if (lt->code < 68) {
+        if (is_integer_code(lt->code)) {
             node->op = OP_SHL;
             node->right = make_int_const(nullptr, 1);
         }
@@ -305,7 +294,7 @@ ExprNode *constant_right_rules(ExprNode *node, TypeNode *lt) {
     uint32_t c = uint32_t(right->value);
 
     // (int)&a + 4 is (int)(&a + 4).
-    if ((op == OP_ADD || op == OP_SUB) && left->op == OP_CAST && left->type->code < 68 &&
+    if ((op == OP_ADD || op == OP_SUB) && left->op == OP_CAST && is_integer_code(left->type->code) &&
         left->left != nullptr && left->left->op == OP_LEAF && left->left->type->code == TY_POINTER &&
         (left->left->lflags & LF_CONTENTS) == 0 &&
         type_size(right->type) <= type_size(left->left->type)) {
@@ -366,7 +355,7 @@ ExprNode *constant_right_rules(ExprNode *node, TypeNode *lt) {
         }
     }
 
-    if (lt->code >= 68)
+    if (!is_integer_code(lt->code))
         return nullptr;
     bool pow2 = is_power_of_two(c);
     int32_t k = pow2 ? log2_of(c) : 0;
@@ -450,7 +439,7 @@ ExprNode *survivor_result(ExprNode *node, ExprNode *survivor, TypeNode *rt) {
 // Returns the result, or null when no combination applies.
 ExprNode *gather_constants(ExprNode *node, TypeNode *rt) {
     ExprNode *left = node->left;
-    if ((node->op & 0xC0) != 0x40 || !is_int_const(node->right) || (left->op & 0xC0) != 0x40 ||
+    if (!is_binary_op(node->op) || !is_int_const(node->right) || !is_binary_op(left->op) ||
         left->right == nullptr || !is_int_const(left->right))
         return nullptr;
     ExprNode *x = left->left;
@@ -464,10 +453,10 @@ ExprNode *gather_constants(ExprNode *node, TypeNode *rt) {
         if (o == OP_MUL) {
             if (c1 == 0)
                 return nullptr;
-            int32_t rest = is_unsigned ? int32_t(uint32_t(c2) % uint32_t(c1)) : signed_mod(c2, c1);
+            int32_t rest = wrap_mod(c2, c1, is_unsigned);
             if (rest != 0)
                 return nullptr;
-            k2->value = is_unsigned ? int32_t(uint32_t(c2) / uint32_t(c1)) : signed_div(c2, c1);
+            k2->value = wrap_div(c2, c1, is_unsigned);
             return survivor_result(node, k2->value == 1 ? x : left, rt);
         }
         if (o == OP_DIV) {
@@ -575,14 +564,14 @@ ExprNode *constant_minus(ExprNode *node) {
 // Final steps, for every result that reaches them.
 
 ExprNode *finish(ExprNode *e) {
-    if (e->op != OP_LEAF && (e->op & 0xC0) == 0x40 && e->left != nullptr && e->left->type != nullptr &&
+    if (e->op != OP_LEAF && is_binary_op(e->op) && e->left != nullptr && e->left->type != nullptr &&
         is_real_code(e->left->type->code) && is_int_const(e->right)) {
         // x + 1 with a real x stores 1.0.
         e->right = convert_to(e->right, e->left->type);
     }
     if ((e->op == OP_DIV || e->op == OP_MOD) && e->type != nullptr &&
         (e->type->code == TY_LONG || e->type->code == TY_ULONG || e->type->code == TY_FLOAT))
-        loop_has_long_div = 1;
+        func_state.loop_has_long_div = 1;
     return e;
 }
 

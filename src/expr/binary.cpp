@@ -15,13 +15,6 @@ using namespace binary_rules;
 
 namespace {
 
-bool is_assignment_op(int op) {
-    return op == OP_ASSIGN || (op >= OP_ADD_ASSIGN && op <= OP_OR_ASSIGN) || op == OP_POSTINC ||
-           op == OP_POSTDEC;
-}
-
-bool is_struct_or_union(const TypeNode *t) { return t->code == TY_STRUCT || t->code == TY_UNION; }
-
 bool is_void_pointer(const TypeNode *t) {
     return t->code == TY_POINTER && t->next != nullptr && t->next->code == TY_VOID;
 }
@@ -197,7 +190,7 @@ ExprNode *address_base(ExprNode *e) {
 // address constant `base`: `&a[i + 1]` addresses a+4 plus i times 4.
 void move_constant_offset(ExprNode *node, ExprNode *base) {
     if ((base->lflags & LF_SYMBOL) != 0 && base->sym != nullptr && base->sym->sclass == SC_ARG &&
-        base->sym->type != nullptr && is_struct_or_union(base->sym->type))
+        base->sym->type != nullptr && is_struct_code(base->sym->type->code))
         return;
     bool node_sub = node->op == OP_SUB;
     ExprNode *r = node->right;
@@ -213,7 +206,7 @@ void move_constant_offset(ExprNode *node, ExprNode *base) {
         ExprNode *t = r->left;
         int32_t factor = r->right->value;
         bool count_ok = r->op == OP_MUL || (factor >= 0 && factor < 32);
-        if ((t->op == OP_ADD || t->op == OP_SUB) && is_int_const(t->right) && t->type->code >= 32 &&
+        if ((t->op == OP_ADD || t->op == OP_SUB) && is_int_const(t->right) && !is_byte_code(t->type->code) &&
             (t->eflags & EF_RETYPED) == 0 && count_ok) {
             int32_t k = t->right->value;
             if ((t->op == OP_SUB) != node_sub)
@@ -224,7 +217,7 @@ void move_constant_offset(ExprNode *node, ExprNode *base) {
             return;
         }
     }
-    if (r->op == OP_CAST && r->left != nullptr && r->left->type->code < 32)
+    if (r->op == OP_CAST && r->left != nullptr && is_byte_code(r->left->type->code))
         node->right = r->left;
 }
 
@@ -233,7 +226,7 @@ void move_constant_offset(ExprNode *node, ExprNode *base) {
 ExprNode *scale_index(ExprNode *node) {
     ExprNode *index = node->right;
     // A reported operand that is no integer is not scaled.
-    if (promote_type(index->type, 0)->code >= 68)
+    if (!is_integer_code(promote_type(index->type, 0)->code))
         return node;
     if (is_zero_const(index))
         return mark_result(node->left);
@@ -296,7 +289,7 @@ ExprNode *pointer_expr(ExprNode *node, TypeNode *lt, TypeNode *rt) {
             report("invalid pointer operation");
         } else if (op == OP_SUB && rt->code == TY_POINTER) {
             return pointer_difference(node, lt, rt);
-        } else if (rt->code > 67) {
+        } else if (!is_integer_code(rt->code)) {
             report("invalid pointer operand");
         }
         node->type = lt;
@@ -306,7 +299,7 @@ ExprNode *pointer_expr(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     } else {
         if (is_void_pointer(rt))
             report("invalid void pointer");
-        if (promote_type(lt, 0)->code > 67)
+        if (!is_integer_code(promote_type(lt, 0)->code))
             report("invalid pointer operand");
         ExprNode *pointer = node->right;
         node->right = node->left;
@@ -351,7 +344,7 @@ ExprNode *assignment_path(ExprNode *node) {
         if (cond_expr_depth == 0)
             note_assignment(store, store->right);
         else
-            known_values = nullptr;
+            func_state.known_values = nullptr;
     }
     return result;
 }
@@ -394,14 +387,14 @@ TypeNode *set_operator_type(ExprNode *node, TypeNode *lt, TypeNode *rt) {
     int op = node->op;
     if (op == OP_SHL || op == OP_SHR) {
         node->type = promote_type(lt, 0);
-        if (rt->code >= 80)
+        if (!is_integer_code(rt->code))
             report("invalid shift count type");
         ExprNode *count = node->right;
         if (is_int_const(count)) {
             int32_t bits = type_size(node->type) * 8;
             if (count->value < 0 || count->value >= bits)
                 report("W1shift count out of range");
-        } else if (rt->code >= 64) {
+        } else if (is_wider_than_int_code(rt->code)) {
             node->right = convert_to(count, &type_int);
             rt = node->right->type;
         }
@@ -440,7 +433,7 @@ ExprNode *binary_expr(ExprNode *node) {
 
     if (lt->code == TY_VOID || (rt->code == TY_VOID && op != OP_COND)) {
         report("illegal void operation");
-    } else if (is_struct_or_union(lt)) {
+    } else if (is_struct_code(lt->code)) {
         report("incompatible struct/union operation");
         node->type = lt;
         return node;

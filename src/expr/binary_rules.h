@@ -1,10 +1,13 @@
 // Shared by the typing of binary operators (binary.cpp), of comparisons
-// (compare.cpp) and of assignments (assign.cpp) and the arithmetic folds
-// (arith_fold.cpp); private to the expression folder.
+// (compare.cpp) and of assignments (assign.cpp), the arithmetic folds
+// (arith_fold.cpp) and the known values (known_values.cpp); private to the
+// expression folder.
 //
-// All arithmetic on target values is 32 bits wide and wraps around.  It is
-// done in unsigned host arithmetic, so that overflow, the lowest number
-// divided by -1 and shifts of any count are defined on the host as well.
+// All arithmetic on target values is 32 bits wide and wraps around; every
+// fold of constants computes through the wrap_ routines and shift_right
+// below.  They work in unsigned host arithmetic, so that overflow, the
+// lowest number divided by -1 and shifts of any count are defined on the
+// host as well.
 #pragma once
 
 #include <cstdint>
@@ -26,23 +29,35 @@ inline int32_t shift_right(int32_t a, int32_t count, bool is_unsigned) {
         return int32_t(uint32_t(a) >> n);
     return int32_t(~(~uint32_t(a) >> n));
 }
-// Signed quotient and remainder; the lowest number by -1 gives itself and
-// 0, the wrapped results.  The divisor is not 0.
-inline int32_t signed_div(int32_t a, int32_t b) {
+// Quotient and remainder, unsigned or signed; the divisor is not 0.  The
+// lowest number divided by -1 gives itself and remainder 0, the wrapped
+// results.
+inline int32_t wrap_div(int32_t a, int32_t b, bool is_unsigned) {
+    if (is_unsigned)
+        return int32_t(uint32_t(a) / uint32_t(b));
     if (b == -1)
         return wrap_neg(a);
     return a / b;
 }
-inline int32_t signed_mod(int32_t a, int32_t b) {
+inline int32_t wrap_mod(int32_t a, int32_t b, bool is_unsigned) {
+    if (is_unsigned)
+        return int32_t(uint32_t(a) % uint32_t(b));
     if (b == -1)
         return 0;
     return a % b;
 }
 
-inline bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
-inline bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
-inline bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
-inline bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
+// Powers of two, for the rewrites into shifts and masks.
+inline bool is_power_of_two(uint32_t c) { return c != 0 && (c & (c - 1)) == 0; }
+inline int32_t log2_of(uint32_t c) {
+    int32_t k = 0;
+    while (c > 1) {
+        c >>= 1;
+        k++;
+    }
+    return k;
+}
+
 inline bool is_zero_const(const ExprNode *e) { return is_int_const(e) && e->value == 0; }
 // An integer or real constant leaf.
 inline bool is_constant(const ExprNode *e) { return is_int_const(e) || is_real_const(e); }
@@ -50,7 +65,7 @@ inline bool is_constant(const ExprNode *e) { return is_int_const(e) || is_real_c
 inline const TypeNode *value_type(const TypeNode *t) {
     return t->code == TY_ENUM && t->next != nullptr ? t->next : t;
 }
-inline bool is_unsigned_type(const TypeNode *t) { return (value_type(t)->code & 1) != 0; }
+inline bool is_unsigned_type(const TypeNode *t) { return is_unsigned_code(value_type(t)->code); }
 
 // Marks a result that stands for the whole expression and is no lvalue.
 inline ExprNode *mark_result(ExprNode *e) {

@@ -13,8 +13,6 @@
 
 namespace {
 
-bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
-
 // The operand stands for the result with the cast's type: no conversion
 // is needed, and the node is no lvalue any more.
 ExprNode *retype(ExprNode *x, TypeNode *type) {
@@ -65,7 +63,7 @@ int32_t real_to_int32(double value) {
 
 ExprNode *cast_to_real(ExprNode *e, ExprNode *x, TypeNode *target) {
     TypeNode *source = x->type;
-    if (source->code > 92)
+    if (!is_arith_code(source->code))
         report("invalid cast operand");
     if (is_real_const(x)) {
         x->type = target;
@@ -86,7 +84,7 @@ ExprNode *cast_to_pointer(ExprNode *e, ExprNode *x, TypeNode *target) {
     TypeNode *source = x->type;
     if (source->code == TY_ARRAY || source->code == TY_FUNCTION)
         source = decay_to_pointer(x);
-    if (source->code <= 67) {
+    if (is_integer_code(source->code)) {
         if (is_int_const(x))
             return retype(x, target);
         return e;
@@ -126,7 +124,7 @@ ExprNode *cast_to_integer(ExprNode *e, ExprNode *x, TypeNode *target) {
     int from = source->code;
     if (from == TY_POINTER && type_size(target) < type_size(source) && !opt_np)
         report("invalid narrow pointer cast");
-    if (from != TY_POINTER && from >= 93) {
+    if (!is_scalar_code(from)) {
         report("invalid cast operand");
         return e;
     }
@@ -158,7 +156,7 @@ ExprNode *cast_to_integer(ExprNode *e, ExprNode *x, TypeNode *target) {
     int op = x->op;
     bool narrowable = same_type(target, source) ||
                       (op != OP_DEREF && op != OP_SHR && op != OP_DIV && (op & 0x60) != 0);
-    if (narrowable && (target->code <= from || (from & 2) != 0) && !is_real_code(from))
+    if (narrowable && (target->code <= from || is_bit_field_code(from)) && !is_real_code(from))
         return retype(x, target);
     if (from == TY_POINTER && x->op == OP_LEAF && (x->lflags & 3) == 0)
         return retype(x, target);
@@ -176,7 +174,7 @@ ExprNode *cast_expr(ExprNode *e) {
     int code = target->code;
     if (is_real_code(code))
         return cast_to_real(e, x, target);
-    if (code == TY_STRUCT || code == TY_UNION || code == TY_ARRAY || code == TY_FUNCTION) {
+    if (is_struct_code(code) || code == TY_ARRAY || code == TY_FUNCTION) {
         report("invalid cast type");
         return e;
     }

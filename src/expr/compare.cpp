@@ -193,7 +193,7 @@ ExprNode *constant_right_rules(ExprNode *node, const TypeNode *lt, const TypeNod
             return against_zero ? left : negated_left(node);
         }
     }
-    if (lt->code >= 68)
+    if (!is_integer_code(lt->code))
         return node;
 
     if (op == OP_GE && c == 1) {
@@ -223,8 +223,8 @@ void widen_mixed_operands(ExprNode *node) {
         return;
     TypeNode *l = node->left->type;
     TypeNode *r = node->right->type;
-    if ((l->code & 0xF0) == (r->code & 0xF0) && l->code < 48 && !is_int_const(node->right) &&
-        ((l->code ^ r->code) & 1) != 0) {
+    if (width_class(l->code) == width_class(r->code) && is_narrow_code(l->code) &&
+        !is_int_const(node->right) && is_unsigned_code(l->code) != is_unsigned_code(r->code)) {
         node->left = convert_to(node->left, promote_type(l, 0));
         node->right = convert_to(node->right, promote_type(r, 0));
     }

@@ -71,6 +71,19 @@ constexpr int compound_op(int op) { return (op & 0xDF) | 0x10; }
 // other: < and >=, > and <=, == and !=, && and ||.
 constexpr int negated_op(int op) { return ((op - 1) ^ 1) + 1; }
 
+// A binary operator of the source: bit 0x40 set, bit 0x80 clear.
+constexpr bool is_binary_op(int op) { return (op & 0xC0) == 0x40; }
+// The comparisons < >= > <= == !=, whose value is 0 or 1 of type int.
+constexpr bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
+// && and ||.
+constexpr bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
+// += to |=, the compound assignments (prefix ++ and -- among them).
+constexpr bool is_compound_assign(int op) { return op >= OP_ADD_ASSIGN && op <= OP_OR_ASSIGN; }
+// Every operator that stores to its left operand.
+constexpr bool is_assignment_op(int op) {
+    return op == OP_ASSIGN || is_compound_assign(op) || op == OP_POSTINC || op == OP_POSTDEC;
+}
+
 // ---------------------------------------------------------------------------
 // `eflags`: marks on a node.
 enum : uint8_t {
@@ -105,6 +118,19 @@ enum : uint8_t {
 // conversion node above it (see cast_expr).
 
 // ---------------------------------------------------------------------------
+// Stored initial values: the records of a const object's value in
+// Symbol.init, and of an initialiser's image.  A scalar is a leaf copy with
+// the declared type; the others are nodes with one of these codes as `op`,
+// `size` their size in bytes, siblings chained through `link`.
+enum : uint8_t {
+    INIT_STRING = 4,      // `literal` the pooled string
+    INIT_STRUCT = 96,     // `left` the first member's record
+    INIT_UNION = 100,     // `left` the record of the member given
+    INIT_GAP = 112,       // `value` bytes of padding
+    INIT_ARRAY = 132,     // `left` the first element's record
+};
+
+// ---------------------------------------------------------------------------
 // The node.  Allocated by `new_expr`, which sets only `op` and clears
 // `eflags` and `right` (so a new leaf has `lflags` 0); the creator sets the
 // rest.  A leaf has `op` 0.
@@ -136,6 +162,15 @@ struct ExprNode {
 };
 
 // ---------------------------------------------------------------------------
+// The pool (expr_pool.cpp).  new_expr sets `op`, clears `eflags` and
+// `right`, nothing else.  release_exprs gives back every node ever taken
+// from the heap; a scalar initialiser and token_source_switch instead save
+// expr_free_list and restore it, to give back the nodes of one expression.
+ExprNode *new_expr(int32_t op);
+void release_exprs();
+extern ExprNode *expr_free_list;
+
+// ---------------------------------------------------------------------------
 // Nodes, lvalues and casts.
 
 // Makes `node` (or a new leaf when null) the integer constant `value` of
@@ -149,6 +184,8 @@ bool is_int_or_pointer_const(const ExprNode *e);
 bool is_real_const(const ExprNode *e);
 // Function designator leaf, or a non-lvalue leaf of pointer type.
 bool is_address_const(const ExprNode *e);
+// Leaf based on a Symbol: a variable or the address of one.
+bool is_symbol_leaf(const ExprNode *e);
 // A private copy of the current diagnostic position, for a later report;
 // null when there is no current token.
 Token *save_position();
@@ -178,14 +215,16 @@ ExprNode *cast_expr(ExprNode *e);
 void truncate_const(ExprNode *e, TypeNode *type, int warn);
 
 // ---------------------------------------------------------------------------
-// Assignments and known values.
-
-// Newest-first list of records: `left` an lvalue, `right` its known value
-// (null: known to be unknown), `next_known` the next record.  Cleared by
-// setting it to null wherever control joins.
-extern ExprNode *known_values;
-
+// Assignments (assign.cpp).
 ExprNode *assign_expr(ExprNode *e);
+// With checks on: reports a constant that does not fit `type`, or a value
+// of a wider type that an assignment to `type` truncates.
+void check_assign_range(TypeNode *type, ExprNode *expr);
+
+// Known values (known_values.cpp).  The list is func_state.known_values
+// (stmt/stmt_node.h); reads of a variable whose value is known there, and
+// of a const object with a stored value, are replaced by the value.
+
 // If the value of `*slot` is known, puts a copy in the slot and returns it.
 ExprNode *replace_known_value(ExprNode **slot);
 ExprNode *find_known_value(ExprNode *e);
@@ -197,12 +236,14 @@ void forget_aggregate(ExprNode *lvalue);
 ExprNode *binary_expr(ExprNode *node);
 
 // ---------------------------------------------------------------------------
-// Expression parser.  Its operator counter `op_count` is declared with the
-// statement parser's state in stmt/stmt_node.h.
+// Expression parser.  What it counts for the function around it (operators,
+// calls, inline calls, the weights of uses) goes to func_state, declared with
+// the statement parser in stmt/stmt_node.h.
 
 extern int32_t cond_depth;        // > 0 inside a right operand of && or ||, or a third operand of ?:
 extern int32_t cond_expr_depth;   // > 0 from a ? until its conditional is complete
 extern int32_t in_member_access;  // set while & is applied for . member access
+extern int32_t sizeof_depth;      // > 0 inside the operand of sizeof, which is not evaluated
 
 ExprNode *parse_unary(int prev_op);
 ExprNode *next_binary_op();

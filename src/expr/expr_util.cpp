@@ -22,17 +22,17 @@ ExprNode *make_int_const(ExprNode *node, int32_t value) {
 
 bool is_int_const(const ExprNode *e) {
     return e != nullptr && e->op == OP_LEAF && (e->lflags & 3) == 0 && e->type != nullptr &&
-           e->type->code < 66;
+           is_int_const_code(e->type->code);
 }
 
 bool is_int_or_pointer_const(const ExprNode *e) {
     return e != nullptr && e->op == OP_LEAF && (e->lflags & 3) == 0 && e->type != nullptr &&
-           (e->type->code < 66 || e->type->code == TY_POINTER);
+           (is_int_const_code(e->type->code) || e->type->code == TY_POINTER);
 }
 
 bool is_real_const(const ExprNode *e) {
     return e != nullptr && e->op == OP_LEAF && (e->lflags & LF_CONTENTS) == 0 && e->type != nullptr &&
-           (e->type->code & 0xF0) == 0x50;
+           is_real_code(e->type->code);
 }
 
 bool is_address_const(const ExprNode *e) {
@@ -40,6 +40,10 @@ bool is_address_const(const ExprNode *e) {
         return false;
     return e->type->code == TY_FUNCTION ||
            ((e->lflags & LF_CONTENTS) == 0 && e->type->code == TY_POINTER);
+}
+
+bool is_symbol_leaf(const ExprNode *e) {
+    return e->op == OP_LEAF && (e->lflags & LF_SYMBOL) != 0 && e->sym != nullptr;
 }
 
 Token *save_position() {
@@ -85,10 +89,10 @@ ExprNode *negate_test(ExprNode *e) {
             continue;
         }
         // Only tests have a pair; make_test gives nothing else.
-        if (!((e->op >= OP_LT && e->op <= OP_NE) || e->op == OP_LOGAND || e->op == OP_LOGOR))
+        if (!is_comparison(e->op) && !is_logical(e->op))
             break;
         e->op = uint8_t(negated_op(e->op));
-        if (e->op == OP_LOGAND || e->op == OP_LOGOR) {
+        if (is_logical(e->op)) {
             negate_test(e->left);
             e = e->right;
             continue;
@@ -129,8 +133,8 @@ bool same_types(TypeNode *a, TypeNode *b) {
         return true;
     if (!same_type(a, b))
         return false;
-    if ((a->code & 2) != 0 || (b->code & 2) != 0)
-        return (a->code & 2) != 0 && (b->code & 2) != 0 && a->bit_offset == b->bit_offset &&
+    if (is_bit_field_code(a->code) || is_bit_field_code(b->code))
+        return is_bit_field_code(a->code) && is_bit_field_code(b->code) && a->bit_offset == b->bit_offset &&
                a->bit_width == b->bit_width;
     return true;
 }
@@ -184,9 +188,9 @@ bool same_expr(const ExprNode *a, const ExprNode *b, int strict) {
         default:
             break;
         }
-        if (op >= OP_ADD_ASSIGN && op <= OP_OR_ASSIGN)
+        if (is_compound_assign(op))
             return false;
-        bool binary = (op & 0xC0) == 0x40 || op == OP_COMMA || op == OP_ARG;
+        bool binary = is_binary_op(op) || op == OP_COMMA || op == OP_ARG;
         if (!binary)
             return false;
         if (is_commutative(op)) {

@@ -19,6 +19,7 @@
 int32_t cond_depth;
 int32_t cond_expr_depth;
 int32_t in_member_access;
+int32_t sizeof_depth;
 
 namespace {
 
@@ -38,10 +39,6 @@ constexpr int COND_LEVEL = 2;
 
 // Literal types by the low two bits of the token code.
 TypeNode *const literal_types[4] = {&type_int, &type_uint, &type_long, &type_ulong};
-
-bool is_struct_code(int code) { return code == TY_STRUCT || code == TY_UNION; }
-
-bool is_comparison(int op) { return op >= OP_LT && op <= OP_NE; }
 
 ExprNode *missing_operand() {
     report("missing expression");
@@ -136,7 +133,7 @@ ExprNode *identifier_leaf(const Token *t) {
         while (member != nullptr && (member->flags & SYM_LAST_ENUM) == 0)
             member = member->enum_link;
         TypeNode *type = member != nullptr ? member->type : nullptr;
-        if (type == nullptr || type->code < 18)
+        if (type == nullptr || is_char_code(type->code))
             type = &type_int;
         make_int_const(e, int32_t(sym->value));
         e->type = type;
@@ -149,13 +146,13 @@ ExprNode *identifier_leaf(const Token *t) {
         break;
     }
     e->lflags = LEAF_VARIABLE;
-    if (!in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
+    if (!func_state.in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
         (sym->sclass == SC_NONE || sym->sclass == SC_EXTERN || sym->sclass == SC_STATIC ||
          sym->sclass == SC_ABSOLUTE))
         sym->flags |= SYM_DBG_USED;
     // A use inside loops weighs more when registers are handed out.
-    if (loop_depth != 0 && !in_data_init)
-        sym->use_count = uint16_t(sym->use_count + 2 * loop_depth);
+    if (func_state.loop_depth != 0 && !func_state.in_data_init)
+        sym->use_count = uint16_t(sym->use_count + 2 * func_state.loop_depth);
     e->type = integer_of_enum(sym->type);
     if (e->type == nullptr)
         e->type = &type_int;
@@ -185,7 +182,7 @@ ExprNode *check_argument(ExprNode *call, ExprNode *arg, Symbol **param, uint16_t
         arg = convert_to(arg, want);
     } else if (!assignable_type(want, arg->type)) {
         report("incompatible argument type");
-    } else if (!(want->code < 50 && arg->type->code < 50)) {
+    } else if (!(fits_int_code(want->code) && fits_int_code(arg->type->code))) {
         if (opt_ck != 0)
             check_assign_range(want, arg);
         arg = convert_to(arg, want);
@@ -206,7 +203,7 @@ ExprNode *parse_call(ExprNode *callee) {
     ExprNode *call = new_expr(OP_CALL);
     call->left = callee;
     call->value = 0;
-    call_count++;
+    func_state.call_count++;
 
     TypeNode *ftype = callee->type;
     TypeNode *function = nullptr;   // the function type whose arguments are checked
@@ -224,8 +221,8 @@ ExprNode *parse_call(ExprNode *callee) {
                 if (sym->flags & SYM_INLINE_OPEN)
                     report("invalid recursive inline function");
                 else if (sym->value != 0)
-                    pending_inline++;
-                call_count--;
+                    func_state.pending_inline++;
+                func_state.call_count--;
             }
         }
         decay_to_pointer(callee);
@@ -246,7 +243,7 @@ ExprNode *parse_call(ExprNode *callee) {
         function->proto_tags = nullptr;
         sym->type = function;
         sym->flags |= SYM_IMPLICIT_FN | SYM_DECLARED | SYM_USED;
-        if (!in_data_init)
+        if (!func_state.in_data_init)
             sym->flags |= SYM_DBG_CALLED;
         callee->type = function;
         decay_to_pointer(callee);
@@ -298,8 +295,8 @@ ExprNode *parse_call(ExprNode *callee) {
     if (param != nullptr && param->type != nullptr && param->type->code != TY_VOID)
         report("missing argument");
     // Any call may change any variable.
-    known_values = nullptr;
-    op_count++;
+    func_state.known_values = nullptr;
+    func_state.op_count++;
     return call;
 }
 
@@ -375,7 +372,7 @@ ExprNode *parse_member(ExprNode *node, bool dot) {
         result->eflags |= EF_ANON_ALIAS;
     if (not_lvalue)
         result->eflags |= EF_NOT_LVALUE;
-    op_count++;
+    func_state.op_count++;
     return result;
 }
 
@@ -391,7 +388,7 @@ ExprNode *parse_postfix(ExprNode *e) {
             node->left = e;
             node->right = make_int_const(nullptr, 1);
             e = assign_expr(node);
-            op_count++;
+            func_state.op_count++;
             break;
         }
         case TOK_LBRACKET: {
@@ -407,7 +404,7 @@ ExprNode *parse_postfix(ExprNode *e) {
             deref->left = binary_expr(add);
             e = unary_expr(deref);
             expect_token(TOK_RBRACKET);
-            op_count += 2;
+            func_state.op_count += 2;
             break;
         }
         case TOK_LPAREN:
@@ -448,9 +445,9 @@ ExprNode *parse_sizeof() {
     if (e == nullptr) {
         // The operand is not evaluated, so no variable is replaced by its
         // known value inside it.
-        opt_nc++;
+        sizeof_depth++;
         e = parse_unary(0);
-        opt_nc--;
+        sizeof_depth--;
         if (e == nullptr)
             e = missing_operand();
     }
@@ -460,7 +457,7 @@ ExprNode *parse_sizeof() {
             type = decay_to_pointer(e);
         type = promote_type(type, 1);
     }
-    if ((type->code & 2) != 0 && type->code < 0x50)
+    if (is_bit_field_code(type->code))
         report("invalid sizeof(type)");
     int32_t size = type_size(type);
     // The operand's tree is forgotten: its side effects do not happen.
@@ -537,7 +534,7 @@ ExprNode *parse_unary_here(int prev_op) {
             return missing_operand();
         node->left = operand;
         node->right = make_int_const(nullptr, 1);
-        op_count++;
+        func_state.op_count++;
         return assign_expr(node);
     }
     case TOK_NOT:
@@ -550,7 +547,7 @@ ExprNode *parse_unary_here(int prev_op) {
         if (operand == nullptr)
             return missing_operand();
         node->left = operand;
-        op_count++;
+        func_state.op_count++;
         return unary_expr(node);
     }
     case TOK_PLUS: {
@@ -558,9 +555,9 @@ ExprNode *parse_unary_here(int prev_op) {
         if (operand == nullptr)
             operand = missing_operand();
         int type_code = operand->type->code;
-        if (type_code > 92)
+        if (!is_arith_code(type_code))
             report("invalid arithmetic operand");
-        else if (type_code < 48 || type_code == TY_INT_BITS)
+        else if (is_narrow_code(type_code) || type_code == TY_INT_BITS)
             operand = convert_to(operand, &type_int);
         operand->eflags |= EF_NOT_LVALUE;
         return operand;
@@ -573,8 +570,6 @@ ExprNode *parse_unary_here(int prev_op) {
 }
 
 int level_of(int op) { return op == OP_COND ? COND_LEVEL : precedence_table[op & 31]; }
-
-bool is_logical(int op) { return op == OP_LOGAND || op == OP_LOGOR; }
 
 ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
     for (;;) {
@@ -608,7 +603,7 @@ ExprNode *parse_binary_here(int outer, ExprNode *left, ExprNode **pending) {
             cond_depth--;
         }
         left = binary_expr(node);
-        op_count++;
+        func_state.op_count++;
         if (is_logical(op))
             cond_depth--;
         *pending = next;
@@ -689,7 +684,7 @@ ExprNode *next_binary_op() {
         expect_token(TOK_COLON);
         return node;
     }
-    if ((code & 0x40) != 0 && (code & 0x80) == 0)
+    if (is_binary_op(code))
         return new_expr(code);
     unget_token();
     return nullptr;
@@ -779,7 +774,7 @@ int parse_const_expr(int32_t *result, int required) {
 ExprNode *make_test(ExprNode **slot) {
     ExprNode *e = *slot;
     int code = e->type->code;
-    if (code > 92 && code != TY_POINTER && code != TY_ARRAY && code != TY_FUNCTION)
+    if (!is_scalar_code(code) && code != TY_ARRAY && code != TY_FUNCTION)
         return nullptr;
     while (e->op == OP_COMMA) {
         e->type = &type_int;

@@ -35,7 +35,7 @@ ExprNode *mark_not_lvalue(ExprNode *e) {
 
 ExprNode *negate(ExprNode *e, ExprNode *x, bool *invalid) {
     e->type = promote_type(x->type, 0);
-    if (x->type->code >= 93)
+    if (!is_arith_code(x->type->code))
         *invalid = true;
     if (x->op == OP_LEAF) {
         if (is_int_const(x)) {
@@ -64,7 +64,7 @@ ExprNode *negate(ExprNode *e, ExprNode *x, bool *invalid) {
 
 ExprNode *complement(ExprNode *e, ExprNode *x, bool *invalid) {
     e->type = promote_type(x->type, 0);
-    if (x->type->code >= 68)
+    if (!is_integer_code(x->type->code))
         *invalid = true;
     if (is_int_const(x)) {
         x->value = ~x->value;
@@ -132,7 +132,7 @@ ExprNode *indirection(ExprNode *e, ExprNode *x) {
 ExprNode *address_of(ExprNode *e, ExprNode *x) {
     if ((x->eflags & EF_NOT_LVALUE) != 0)
         report("invalid lvalue");
-    if ((x->type->code & 2) != 0) {
+    if (is_bit_field_code(x->type->code)) {
         // A bit-field has no address.
         report("invalid address type");
         e->type = default_pointer_to(&type_int, 0);
@@ -152,7 +152,7 @@ ExprNode *address_of(ExprNode *e, ExprNode *x) {
         // Only a call that returns a struct or union has an address here:
         // the code generator keeps the result in memory.
         int code = x->type->code;
-        if (!(x->op == OP_CALL && (code == TY_STRUCT || code == TY_UNION)))
+        if (!(x->op == OP_CALL && is_struct_code(code)))
             report("invalid address expression");
         e->type = default_pointer_to(x->type, 0);
         return e;

@@ -278,7 +278,9 @@ void unget_token();
 // "missing %s" or "syntax error" and skips by recovery_target.  Returns the
 // token read first in either case.
 Token *expect_token(int code);
-// With a list: saves the stream's state and reads from `list`, which ends
-// the input.  With null: restores that state and returns the low 8 bits of
+// With a list: saves the stream's state, with the head of the expression
+// pool and the state of the function being parsed, and reads from `list`,
+// which ends the input.  With null: restores all of it, which gives back
+// the nodes of the directive's expression, and returns the low 8 bits of
 // the code of the first token left unread in the list.  Does not nest.
 int token_source_switch(PpToken *list);

@@ -10,10 +10,12 @@
 
 #include "decl/symbol.h"
 #include "driver/options.h"
+#include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "preproc/directives.h"
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
+#include "stmt/stmt_node.h"
 
 Token *last_token;
 int32_t token_mode;
@@ -35,7 +37,9 @@ int unget_count;
 PpToken *line_tokens;
 PpToken *cur_pp;
 
-// State saved by token_source_switch while a directive's list is read.
+// State saved by token_source_switch while a directive's list is read: the
+// stream's own, the head of the expression pool's free list, and the state
+// of the function around the directive.
 struct SwitchSave {
     int ring_cursor;
     int unget_count;
@@ -45,6 +49,7 @@ struct SwitchSave {
     PpToken *cur_pp;
     Token ring[RING_SIZE];
     ExprNode *expr_free_list;
+    FuncState func_state;
 };
 SwitchSave saved;
 bool switched;
@@ -294,6 +299,7 @@ int token_source_switch(PpToken *list) {
             saved.cur_pp = cur_pp;
             std::memcpy(saved.ring, ring, sizeof ring);
             saved.expr_free_list = expr_free_list;
+            saved.func_state = func_state;
             switched = true;
         }
         ring_cursor = 0;
@@ -320,8 +326,12 @@ int token_source_switch(PpToken *list) {
         // null in practice: the fetch sets the cursor from its own result.
         cur_pp = saved.cur_pp;
         std::memcpy(ring, saved.ring, sizeof ring);
-        // The nodes of the directive's expression are given back.
+        // The nodes of the directive's expression are given back, and with
+        // them what the function's state learnt from them: the directive is
+        // no code, so its operators, calls and assignments count for
+        // nothing, and no known value may point into the nodes given back.
         expr_free_list = saved.expr_free_list;
+        func_state = saved.func_state;
         switched = false;
     }
     return code & 0xFF;

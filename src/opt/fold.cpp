@@ -20,14 +20,11 @@
 
 namespace {
 
-bool is_bit_field_code(int code) { return code < 68 && (code & 2) != 0; }
-bool is_real_code(int code) { return (code & 0xF0) == 0x50; }
-
 void fold(ExprNode *e) { fold_expr(e, 0); }
 
 // The width a use of a value of this type wants, or 0 for a full one.
 int want_of(const ExprNode *e) {
-    return e != nullptr && e->type != nullptr && e->type->code < 48 ? e->type->code : 0;
+    return e != nullptr && e->type != nullptr && is_narrow_code(e->type->code) ? e->type->code : 0;
 }
 
 void report_at(Token *position, const char *message) {
@@ -68,18 +65,18 @@ void fold_leaf(ExprNode *node, int want) {
 
 void fold_cast(ExprNode *node, int want) {
     int code = node->type->code;
-    if (want != 0 && want < code && code < 66)
+    if (want != 0 && want < code && is_int_const_code(code))
         narrow_type(node, want);
     code = node->type->code;
     ExprNode *operand = node->left;
     if (operand == nullptr)
         return;
-    fold_expr(operand, code < 48 ? code : 0);
+    fold_expr(operand, is_narrow_code(code) ? code : 0);
     int from = operand->type->code;
     if (is_bit_field_code(from) || is_real_code(from) || from == TY_POINTER)
         return;
     if (!is_int_const(operand)) {
-        if ((from & 0xF0) != (code & 0xF0))
+        if (width_class(from) != width_class(code))
             return;
         int op = operand->op;
         if (op == OP_DEREF || op == OP_SHR || op == OP_DIV || op == OP_MOD)
@@ -161,7 +158,7 @@ bool shift_as_load(ExprNode *node, int want) {
     int32_t c = r->value;
     int32_t w = want <= TY_UCHAR ? 1 : 2;
     int op = node->op;
-    if (want <= TY_USHORT && l->type->code >= TY_INT && l->type->code < 68) {
+    if (want <= TY_USHORT && !is_narrow_code(l->type->code) && is_integer_code(l->type->code)) {
         uint8_t saved = l->eflags;
         l->eflags &= uint8_t(~EF_RETYPED);
         if (c == 8 && op == OP_SHL) {
@@ -316,8 +313,8 @@ void fold_expr(ExprNode *node, int want) {
 void narrow_type(ExprNode *node, int code) {
     if ((node->eflags & EF_RETYPED) != 0 || node->type == nullptr)
         return;   // a conversion that must stay
-    bool is_unsigned = node->type->code == TY_POINTER || (node->type->code & 1) != 0;
-    if (code == TY_UCHAR && node->op != OP_LEAF && (node->op & 0xC0) == 0x40 &&
+    bool is_unsigned = node->type->code == TY_POINTER || is_unsigned_code(node->type->code);
+    if (code == TY_UCHAR && node->op != OP_LEAF && is_binary_op(node->op) &&
         ((node->left != nullptr && node->left->type != nullptr && node->left->type->code == TY_UCHAR) ||
          (node->right != nullptr && node->right->type != nullptr && node->right->type->code == TY_UCHAR)))
         is_unsigned = true;

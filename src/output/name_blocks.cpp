@@ -19,7 +19,7 @@ uint32_t name_kind(const Symbol *sym) {
         const TypeNode *result = type->next;
         uint8_t code = result ? result->code : 0;
         if (code == TY_DOUBLE) kind = NK_FUNCTION_DOUBLE;
-        else if (code == TY_STRUCT || code == TY_UNION) kind = NK_FUNCTION_STRUCT;
+        else if (is_struct_code(code)) kind = NK_FUNCTION_STRUCT;
         else kind = NK_FUNCTION;
     }
     if ((sym->attr & ATTR_SPACE) == ATTR_FAR) kind += NK_FAR;
@@ -59,7 +59,7 @@ void write_symbol_decl(const Symbol *sym, int mode) {
     TypeNode *type = sym->type;
     if (type && type->code == TY_FUNCTION) {
         TypeNode *result = type->next;
-        if (result && (result->code == TY_STRUCT || result->code == TY_UNION))
+        if (result && is_struct_code(result->code))
             size = uint32_t(type_size(result));
     } else if (mode != 0 && type && type->code != TY_VOID) {
         size = uint32_t(type_size(type));

@@ -49,7 +49,7 @@ void write_type(const TypeNode *type, uint16_t attr) {
     if (!type) return;
     if (byte == TD_POINTER) {
         put_u16(type->attr);
-    } else if (code & 2) {
+    } else if (is_bit_field_code(code)) {
         put_byte(type->bit_offset);
         put_byte(type->bit_width);
     } else if (byte == TD_STRUCT) {

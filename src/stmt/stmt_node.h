@@ -98,9 +98,51 @@ struct LoopRecord {
     uint16_t nest;               // nesting levels of counted loops it would hold
 };
 
-// new_stmt sets kind and clears next, flags and label only.
+// The statement pool (stmt_pool.cpp).  new_stmt sets kind and clears next,
+// flags and label only.  No mark is taken: release_stmts gives back every
+// node ever taken from the heap, at the end of each function definition.
 StmtNode *new_stmt(int32_t kind);
 void release_stmts();
+
+// ---------------------------------------------------------------------------
+// The state of the function being parsed, in one record.  The expression
+// layer counts into it and keeps its known values in it; the statement and
+// function layers set it up per function and read it to judge loops.
+//
+// It is one value on purpose: a directive whose expression the parser reads
+// in the middle of a function (#if, #elif, the #pragma forms) is no code of
+// that function, so token_source_switch saves the whole record when it
+// switches to the directive's tokens and puts it back when it switches
+// back, together with the expression nodes the directive took.
+struct FuncState {
+    // Known values of variables (expr/known_values.cpp): newest-first
+    // records, `left` an lvalue, `right` its value or null for "known to be
+    // unknown", `next_known` the next older record.  Null means nothing is
+    // known; it is cut to null wherever control joins and at every call.
+    // The lookup index beside the list follows whatever head stands here.
+    ExprNode *known_values;
+    Symbol **case_list_slot;     // alt field of the innermost open switch, or null
+    StmtNode **block_chain_tail; // where the next ST_BLOCK is linked
+    LoopRecord *loop_records;    // innermost for loop with a plain integer control variable
+    uint16_t loop_depth;         // open loops; a use weighs 2 * loop_depth more
+    uint16_t loop_has_long_div;  // a / or % of long, unsigned long or float was typed
+    int32_t op_count;            // operators and #asm blocks so far; differences size a loop body
+    int32_t call_count;          // calls so far in this function that stay calls
+    int32_t pending_inline;      // inline calls of this expression waiting for expansion
+    int32_t in_data_init;        // a static object's initial value is being written
+    TypeNode *return_type;       // the function's result; in an expansion the inline function's
+    NameRecord *return_label_name; // `.return_%d.` label of the expansion being parsed
+    ExprNode *inline_result;     // receives the result of the expansion being parsed, or null
+
+    // Function level.
+    uint16_t in_function;        // 1 from the head of the body to the end of the definition
+    uint16_t function_attr;      // attr word of the function's Symbol
+    int32_t frame_offset;        // running frame offset of the locals
+    int32_t frame_low;           // lowest frame offset reached
+    Symbol *expansion_labels;    // statement labels of this function's inline expansions
+};
+
+extern FuncState func_state;
 
 // ---------------------------------------------------------------------------
 // The statement parser.
@@ -113,17 +155,3 @@ bool loop_invariant(ExprNode *expression);
 // Statement rewriting, for the statements that run in front of an
 // expression.
 void rewrite_stmt(StmtNode *statement);
-
-// State of the function being parsed.
-extern Symbol **case_list_slot;      // alt field of the innermost open switch, or null
-extern StmtNode **block_chain_tail;  // where the next ST_BLOCK is linked
-extern LoopRecord *loop_records;
-extern uint16_t loop_depth;
-extern uint16_t loop_has_long_div;
-extern int32_t op_count;
-extern int32_t call_count;
-extern int32_t pending_inline;       // calls of inline functions whose bodies are stored
-extern int32_t in_data_init;         // a static object's initial value is being written
-extern TypeNode *return_type;
-extern NameRecord *return_label_name;
-extern ExprNode *inline_result;

@@ -214,7 +214,7 @@ TEST_F(ArithFold, ZeroDivisorsAreNotedNotReported) {
     EXPECT_EQ(typed(bin(OP_MOD, num(5), num(0))), "(% 5:i 0!mod:i):i");
     // The node is returned at once: a long division by zero is no loop cost.
     EXPECT_EQ(typed(bin(OP_DIV, use(l), num(0, &type_long))), "(/ l:l 0!div:l):l");
-    EXPECT_EQ(loop_has_long_div, 0);
+    EXPECT_EQ(func_state.loop_has_long_div, 0);
     last_token = saved;
     EXPECT_EQ(messages.take(), "");
 }
@@ -396,16 +396,16 @@ TEST_F(ArithFold, FinalSteps) {
         {"i * l", [&] { return bin(OP_MUL, use(i), use(l)); }, 0},
     };
     for (const Division &c : divisions) {
-        loop_has_long_div = 0;
+        func_state.loop_has_long_div = 0;
         c.build();
-        EXPECT_EQ(loop_has_long_div, c.long_div) << c.what;
+        EXPECT_EQ(func_state.loop_has_long_div, c.long_div) << c.what;
     }
     // Under -f every double is a float, and its divisions count.
     opt_f = 1;
     type_double.code = TY_FLOAT;
-    loop_has_long_div = 0;
+    func_state.loop_has_long_div = 0;
     bin(OP_DIV, use(d), num(3));
-    EXPECT_EQ(loop_has_long_div, 1);
+    EXPECT_EQ(func_state.loop_has_long_div, 1);
     EXPECT_EQ(messages.take(), "");
 }
 

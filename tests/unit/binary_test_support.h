@@ -174,8 +174,8 @@ protected:
         opt_ck = 1;
         in_member_access = 0;
         cond_expr_depth = 0;
-        known_values = nullptr;
-        loop_has_long_div = 0;
+        func_state.known_values = nullptr;
+        func_state.loop_has_long_div = 0;
         type_double.code = TY_DOUBLE;
         std::memset(func_defaults, 0, sizeof func_defaults);
         std::memset(data_defaults, 0, sizeof data_defaults);

@@ -68,7 +68,7 @@ protected:
     void SetUp() override {
         opt_sa = opt_np = opt_cc = opt_ck = opt_cp = opt_nc = opt_p = opt_u = opt_rb = 0;
         error_count = 0;
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         cond_depth = cond_expr_depth = in_member_access = 0;
         std::memset(func_defaults, 0, sizeof func_defaults);
         std::memset(data_defaults, 0, sizeof data_defaults);
@@ -107,7 +107,7 @@ protected:
     }
     void TearDown() override {
         symbol_list = release_symbols(symbol_list, saved_list);
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         opt_cp = opt_nc = opt_ck = opt_p = 0;
         error_count = 0;
     }
@@ -120,14 +120,18 @@ protected:
     }
 
     // Parses `text` as a full expression and gives its typed form; the
-    // code of the first token left unread goes to `rest`.
+    // code of the first token left unread goes to `rest`.  The text stands
+    // for code of the function, not for a directive: what it does to the
+    // function's state stays when the switch gives the state back.
     std::string parse(const char *text, int discard = 0, int *rest = nullptr) {
         texts.emplace_back(std::string(text) + " ;\n");
         PpToken *list = scan_line(texts.back().data());
         token_source_switch(list);
         ExprNode *e = parse_expression(discard);
         std::string shape = typed(e);
+        FuncState after = func_state;
         int next = token_source_switch(nullptr);
+        func_state = after;
         pptoken_free_list(list);
         if (rest != nullptr)
             *rest = next;
@@ -135,7 +139,7 @@ protected:
     }
 
     std::string parse_test(const char *text) {
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         texts.emplace_back(std::string(text) + " ;\n");
         PpToken *list = scan_line(texts.back().data());
         token_source_switch(list);
@@ -165,7 +169,7 @@ struct Case {
 class ExprParserTable : public ExprParser {
 public:
     std::string shape(const char *text, int discard, int *rest) {
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         return parse(text, discard, rest);
     }
     void table(const Case *cases, size_t count, int discard = 0) {
@@ -534,23 +538,41 @@ TEST_F(ExprParserTable, DeepNestingDoesNotOverflowTheStack) {
     EXPECT_EQ(messages.take(), "");
 }
 
+// A compound assignment to a variable of known value computes the new
+// value in the target's 32-bit arithmetic.
+TEST_F(ExprParserTable, CompoundAssignmentsComputeKnownValues) {
+    static const Case cases[] = {
+        {"x = -7, x /= 2, y = x", "(, (, (= x:i -7:i):i (/= x:i 2:i):i):i (= y:i -3:i):i):i", ""},
+        {"x = -7, x %= 2, y = x", "(, (, (= x:i -7:i):i (%= x:i 2:i):i):i (= y:i -1:i):i):i", ""},
+        {"x = -8, x >>= 1, y = x", "(, (, (= x:i -8:i):i (>>= x:i 1:i):i):i (= y:i -4:i):i):i", ""},
+        {"x = 3, x <<= 33, y = x", "(, (, (= x:i 3:i):i (<<= x:i 33:i):i):i (= y:i 6:i):i):i", ""},
+        {"x = 2147483647, x += 1, y = x",
+         "(, (, (= x:i 2147483647:i):i (+= x:i 1:i):i):i (= y:i -2147483648:i):i):i", ""},
+        {"x = -2147483647 - 1, x /= -1, y = x",
+         "(, (, (= x:i -2147483648:i):i (= x:i (neg x:i):i):i):i (= y:i -2147483648:i):i):i", ""},
+        {"x = 6, x ^= 3, x |= 8, x &= 12, y = x",
+         "(, (, (, (, (= x:i 6:i):i (^= x:i 3:i):i):i (|= x:i 8:i):i):i (&= x:i 12:i):i):i (= y:i 12:i):i):i", ""},
+    };
+    table(cases, sizeof cases / sizeof cases[0]);
+}
+
 // The statement parser cuts known_values and sets it back to heads it kept;
 // the lookups follow whatever list is in place.
 TEST_F(ExprParserTable, KnownValuesFollowCutsAndRestoredHeads) {
-    known_values = nullptr;
+    func_state.known_values = nullptr;
     parse("x = 1, y = 2", 0, nullptr);
-    ExprNode *before = known_values;
+    ExprNode *before = func_state.known_values;
     parse("x = 3", 0, nullptr);
-    ExprNode *after = known_values;
+    ExprNode *after = func_state.known_values;
     EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 3:i):i");
-    known_values = before;
+    func_state.known_values = before;
     EXPECT_EQ(parse("c = x + y", 0, nullptr), "(= c:i 3:i):i");
-    known_values = before;
+    func_state.known_values = before;
     parse("x = 5", 0, nullptr);
     EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 5:i):i");
-    known_values = after;
+    func_state.known_values = after;
     EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 3:i):i");
-    known_values = nullptr;
+    func_state.known_values = nullptr;
     EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i x:i):i");
     // A variable assigned something unknown hides what was known before.
     parse("x = 1, x = y + d", 0, nullptr);
@@ -584,7 +606,7 @@ TEST_F(ExprParserTable, RandomTokenSoupsNeverStopTheParser) {
             text += vocabulary[next_random() % words];
             text += ' ';
         }
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         cond_depth = cond_expr_depth = 0;
         texts.emplace_back(text + " ;\n");
         PpToken *list = scan_line(texts.back().data());
@@ -621,16 +643,16 @@ TEST_F(ExprParserTable, InlineCallsAndCounters) {
     declare("fv", function(&type_int, {&type_void}));
     Symbol *ns = declare("ns", function(&type_int, {&type_int}), SC_STATIC, ATTR_NOSTACK | ATTR_FUNCTION);
     (void)ns;
-    int32_t calls = call_count;
-    int32_t inlines = pending_inline;
+    int32_t calls = func_state.call_count;
+    int32_t inlines = func_state.pending_inline;
     shape("fv()", 0, nullptr);
-    EXPECT_EQ(call_count, calls + 1);
+    EXPECT_EQ(func_state.call_count, calls + 1);
     shape("inl()", 0, nullptr);
-    EXPECT_EQ(call_count, calls + 1);     // expanded in place: no call
-    EXPECT_EQ(pending_inline, inlines);   // no body stored yet
+    EXPECT_EQ(func_state.call_count, calls + 1);     // expanded in place: no call
+    EXPECT_EQ(func_state.pending_inline, inlines);   // no body stored yet
     inl->value = 1;
     shape("inl()", 0, nullptr);
-    EXPECT_EQ(pending_inline, inlines + 1);
+    EXPECT_EQ(func_state.pending_inline, inlines + 1);
     inl->flags |= SYM_INLINE_OPEN;
     shape("inl()", 0, nullptr);
     EXPECT_EQ(messages.take(), "invalid recursive inline function\n");
@@ -638,9 +660,30 @@ TEST_F(ExprParserTable, InlineCallsAndCounters) {
     EXPECT_EQ(shape("ns(1, 2)", 0, nullptr), "(call &ns:i()* (arg 1:i 2:i):i):i{O}");
     EXPECT_EQ(messages.take(), "variable arguments in nostack mode\n");
     // A call forgets every known value.
-    known_values = nullptr;
+    func_state.known_values = nullptr;
     EXPECT_EQ(parse("x = 1, fv(), y = x", 0, nullptr),
               "(, (, (= x:i 1:i):i (call &fv:i()*):i):i (= y:i x:i):i):i");
+}
+
+// A directive's expression is no code of the function around it: the
+// switch back gives the function's state back as it was before the switch.
+TEST_F(ExprParserTable, SwitchingBackRestoresTheFunctionState) {
+    declare("fv", function(&type_int, {&type_void}));
+    func_state.known_values = nullptr;
+    parse("x = 1", 0, nullptr);
+    FuncState before = func_state;
+    texts.emplace_back("y = 2, fv(), x + y ;\n");
+    PpToken *list = scan_line(texts.back().data());
+    token_source_switch(list);
+    parse_expression(0);
+    EXPECT_NE(func_state.op_count, before.op_count);
+    token_source_switch(nullptr);
+    pptoken_free_list(list);
+    EXPECT_EQ(func_state.known_values, before.known_values);
+    EXPECT_EQ(func_state.op_count, before.op_count);
+    EXPECT_EQ(func_state.call_count, before.call_count);
+    EXPECT_EQ(parse("c = x", 0, nullptr), "(= c:i 1:i):i");
+    EXPECT_EQ(messages.take(), "");
 }
 
 // The expression of #if: enumeration constants keep their values unless
@@ -670,14 +713,14 @@ TEST_F(ExprParserTable, IfExpressionsSeeEnumerationConstants) {
     };
     for (IfCase &c : cases) {
         opt_sa = c.sa;
-        known_values = nullptr;
+        func_state.known_values = nullptr;
         parse("x = 1", 0, nullptr);
-        ExprNode *known = known_values;
+        ExprNode *known = func_state.known_values;
         texts.emplace_back(std::string(c.text) + "\n");
         PpToken *list = scan_line(texts.back().data());
         EXPECT_EQ(eval_if_expression(&list, 0), c.taken) << c.text;
         EXPECT_EQ(messages.take(), c.messages) << c.text;
-        EXPECT_EQ(known_values, known) << c.text;
+        EXPECT_EQ(func_state.known_values, known) << c.text;
         pptoken_free_list(list);
     }
     opt_sa = 0;

@@ -1,8 +1,9 @@
-// Stand-ins for parts of the declaration layer that are not written yet.
+// Stands in for the declaration specifiers and declarators and for the
+// space, section and attribute pragmas, which are not written yet:
 // `#pragma space`, `#pragma section` and `#pragma attribute` are accepted
 // and ignored, string constants stay in the default section, and no type
 // name is recognised, so `(` always opens a parenthesised expression.
-// These definitions go when the declarator and pragma code lands.
+// This file is deleted when the declarator and pragma code lands.
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"

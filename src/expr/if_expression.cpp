@@ -13,7 +13,6 @@
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
-#include "stmt/stmt_node.h"
 
 namespace {
 
@@ -124,18 +123,11 @@ int eval_if_expression(PpToken **link, int is_elif) {
     int code = TOK_EOF;
     int found = 0;
     if (*link != nullptr) {
-        // The directive is no code: what the parse does to the state of the
-        // function around it is undone, and its nodes go back with the
-        // switch, known-value records among them.
-        ExprNode *saved_known = known_values;
-        int32_t saved_ops = op_count;
-        int32_t saved_calls = call_count;
+        // The switch back undoes what the parse did to the state of the
+        // function around the directive, and gives back its nodes.
         token_source_switch(*link);
         found = parse_const_expr(&value, 1);
         code = token_source_switch(nullptr);
-        known_values = saved_known;
-        op_count = saved_ops;
-        call_count = saved_calls;
     } else {
         report("missing expression");
     }

@@ -1,17 +1,16 @@
-// Temporary stand-ins of the external declaration parser, until file-scope
-// declarations are parsed: each construct is refused as a syntax error and
-// skipped up to its `;`.  Weak, so the real parser replaces them.
+// Stands in for the external declaration parser and the end of the unit,
+// which are not written yet: each file-level construct is refused as a
+// syntax error and skipped up to its `;`, and no object is ever defined.
+// This file is deleted when the external declaration code lands.
 #include <cstdlib>
 
 #include "driver/options.h"
 #include "lexer/token.h"
 
-#define PENDING __attribute__((weak))
-
 // Set by the first file-scope definition; nothing is defined yet.
-PENDING int32_t object_seen = 0;
+int32_t object_seen = 0;
 
-PENDING void parse_external_declaration() {
+void parse_external_declaration() {
     Token *token = next_token();
     report("syntax error");
     while (token->code != TOK_SEMI && token->code != TOK_EOF) {
@@ -22,4 +21,4 @@ PENDING void parse_external_declaration() {
 }
 
 // Tentative objects and the public and external names: none are made yet.
-PENDING void flush_symbols(int) {}
+void flush_symbols(int) {}
