@@ -12,6 +12,7 @@
 #include "file_text.h"
 #include "lexer/token.h"
 #include "output/records.h"
+#include "zir/zir_dump.h"
 
 namespace {
 

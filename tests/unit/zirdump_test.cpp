@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "output/records.h"
+#include "zir/zir_dump.h"
 
 namespace {
 
