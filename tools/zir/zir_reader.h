@@ -264,6 +264,7 @@ public:
     ZirStatus next(ZirRecord *record);
     const ZirError &error() const;
 
+    // The reader's state, known to the files of the library only.
     struct Decoder;
 
 private:
