@@ -102,6 +102,8 @@ struct ZirReader::Decoder {
     // -- records --------------------------------------------------------------
     bool header();
     bool record(ZirRecord *r);
+    // The end of the file: valid at file level only.
+    bool at_end();
 
 private:
     bool read_name_block(ZirName *name, size_t *kind_offset);
@@ -122,7 +124,4 @@ private:
     bool counted_loop(ZirRecord *r);
     uint32_t depth_of(uint32_t tag) const;
     ZirContext context() const;
-
-public:
-    bool at_end();
 };
