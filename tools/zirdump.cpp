@@ -5,11 +5,11 @@
 // -a puts the byte offset of each record in front of it.  FILE "-" is the
 // standard input.  The status is 0 for a well-formed file and 1 for a
 // malformed or unreadable one.
-#include "output/records.h"
-
 #include <cstdio>
 #include <cstring>
 #include <vector>
+
+#include "zir/zir_dump.h"
 
 namespace {
 

@@ -277,12 +277,3 @@ uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label
                               uint16_t end_label);
 void write_debug_file_end(Symbol *symbols, uint16_t label, uint16_t end_label, uint32_t lines);
 void write_debug_macro_name(NameRecord *name);
-
-// ---------------------------------------------------------------------------
-// Reading the file back: decodes `size` bytes of an intermediate file and
-// prints one line per record to `out`.  A malformed file gets a message with
-// the byte offset and what was expected on `err`.  `name` is the file's name
-// in that message; `show_offsets` puts each record's offset in front of it.
-// Returns 0 for a well-formed file, else 1.
-int dump_intermediate(const uint8_t *data, size_t size, const char *name,
-                      bool show_offsets, FILE *out, FILE *err);

@@ -1,7 +1,11 @@
-// The writer operations of the intermediate file, byte by byte.
+// The writer operations of the intermediate file, byte by byte, and the
+// operators they write as the reader reads them back.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,49 +16,60 @@
 #include "file_text.h"
 #include "lexer/token.h"
 #include "output/records.h"
+#include "zir/zir_dump.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Runs writer operations into a scratch file and gives back what they
-// wrote; diagnostics go to a second scratch file.
+// A writer operation and the bytes it must write.
+struct Case {
+    const char *what;
+    std::function<void()> write;
+    Bytes bytes;
+};
+
+// Runs writer operations into a memory stream and gives back what they
+// wrote; diagnostics go to a scratch file.
 class Writer : public ::testing::Test {
 protected:
     void SetUp() override {
         opt_f = opt_x = opt_xx = opt_xd = opt_fr = opt_xp = 0;
-        output_stream = std::tmpfile();
+        output_stream = open_memstream(&buffer_, &size_);
         error_stream = std::tmpfile();
-        ASSERT_NE(output_stream, nullptr);
-        ASSERT_NE(error_stream, nullptr);
+        write_file_header();
+        written();
     }
     void TearDown() override {
         std::fclose(output_stream);
         std::fclose(error_stream);
+        std::free(buffer_);
         output_stream = error_stream = nullptr;
     }
     // Everything written since the last call.
     Bytes written() {
         std::fflush(output_stream);
-        long end = std::ftell(output_stream);
-        Bytes bytes(size_t(end - mark_));
-        std::fseek(output_stream, mark_, SEEK_SET);
-        size_t n = std::fread(bytes.data(), 1, bytes.size(), output_stream);
-        bytes.resize(n);
-        std::fseek(output_stream, 0, SEEK_END);
-        mark_ = end;
+        Bytes bytes(buffer_ + mark_, buffer_ + size_);
+        mark_ = size_;
         return bytes;
     }
-    std::string diagnostics() { return file_text(error_stream); }
-    long mark_ = 0;
+    void check(std::initializer_list<Case> cases) {
+        for (const Case &c : cases) {
+            c.write();
+            EXPECT_EQ(written(), c.bytes) << c.what;
+        }
+    }
+    char *buffer_ = nullptr;
+    size_t size_ = 0, mark_ = 0;
 };
+
 
 NameRecord *name(const char *text) { return intern_name(text, unsigned(std::strlen(text))); }
 
 Symbol make_symbol(const char *text, uint8_t sclass, TypeNode *type, uint16_t attr = 0,
                    uint32_t value = 0) {
     Symbol s{};
-    s.name = text ? name(text) : nullptr;
+    s.name = name(text);
     s.sclass = sclass;
     s.type = type;
     s.attr = attr;
@@ -62,387 +77,206 @@ Symbol make_symbol(const char *text, uint8_t sclass, TypeNode *type, uint16_t at
     return s;
 }
 
-Bytes concat(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes &p : parts) all.insert(all.end(), p.begin(), p.end());
-    return all;
+TypeNode make_type(uint8_t code, TypeNode *next = nullptr, uint32_t size = 0) {
+    TypeNode t{};
+    t.code = code;
+    t.next = next;
+    t.size = size;
+    return t;
 }
-
-Bytes repeat(uint8_t byte, size_t count) { return Bytes(count, byte); }
 
 // ---------------------------------------------------------------------------
 
-TEST_F(Writer, HeaderCarriesTheOptionByte) {
-    struct Case { int f, x, xx, xd, fr; uint8_t byte; };
-    const Case cases[] = {
-        {0, 0, 0, 0, 0, 0x00},
-        {1, 0, 0, 0, 0, 0x01},
-        {0, 1, 0, 0, 0, 0x04},
-        {0, 0, 1, 0, 0, 0x04},   // -xx forces debug information
-        {0, 1, 0, 1, 0, 0x0C},
-        {0, 0, 0, 1, 0, 0x0C},   // -xd forces it too
-        {0, 0, 0, 0, 1, 0x10},
-        {1, 1, 0, 1, 1, 0x1D},
+// The record by mode, the NameBlock with the kind and label of the Symbol,
+// its attribute word and the size that the code generator needs.
+TEST_F(Writer, SymbolDeclarations) {
+    TypeNode record = make_type(TY_STRUCT, nullptr, 24), onion = make_type(TY_UNION, nullptr, 8);
+    record.members = reinterpret_cast<Symbol *>(&record);   // complete
+    onion.members = reinterpret_cast<Symbol *>(&onion);
+    TypeNode array = make_type(TY_ARRAY, &type_short), fn_int = make_type(TY_FUNCTION, &type_int);
+    array.dim = 5;
+    TypeNode fn_struct = make_type(TY_FUNCTION, &record), fn_union = make_type(TY_FUNCTION, &onion);
+    TypeNode fn_double = make_type(TY_FUNCTION, &type_double);
+    TypeNode fn_float = make_type(TY_FUNCTION, &type_float);
+    auto decl = [](const char *name, uint8_t sclass, TypeNode *type, uint16_t attr, uint32_t value,
+                   int mode) {
+        Symbol s = make_symbol(name, sclass, type, attr, value);
+        write_symbol_decl(&s, mode);
     };
-    for (const Case &c : cases) {
-        opt_f = c.f, opt_x = c.x, opt_xx = c.xx, opt_xd = c.xd, opt_fr = c.fr;
-        write_file_header();
-        EXPECT_EQ(written(), (Bytes{0xCB, 0x0C, c.byte, 0xFF, 0x12}))
-            << "-f " << c.f << " -x " << c.x << " -xx " << c.xx << " -xd " << c.xd;
-    }
-}
-
-// int x = 5; at file scope, then its public name at the end of the unit.
-TEST_F(Writer, InitialisedIntAndItsPublicName) {
-    Symbol x = make_symbol("x", SC_NONE, &type_int);
-    write_data_begin(&x);
-    write_int_value(5, 4);
-    write_data_end();
-    write_symbol_decl(&x, 1);
-    EXPECT_EQ(written(), (Bytes{0x83, 0x02, 0x02, 0x00, 0x00, 0x81, 0x78,
-                                0x89, 0x04, 0x05, 0x00, 0x00, 0x00,
-                                0xD2,
-                                0x84, 0x02, 0x00, 0x00, 0x81, 0x78, 0x00, 0x00,
-                                0x04, 0x00, 0x00, 0x00}));
-}
-
-TEST_F(Writer, NameBlockKinds) {
-    TypeNode struct_type{};
-    struct_type.code = TY_STRUCT;
-    struct_type.size = 12;
-    TypeNode union_type = struct_type;
-    union_type.code = TY_UNION;
-    struct Case {
-        const char *what;
-        TypeNode *result;   // null: an object of type int
-        uint8_t sclass;
-        uint16_t attr;
-        uint8_t kind;
-    };
-    const Case cases[] = {
-        {"object", nullptr, SC_NONE, 0, 0x81},
-        {"function returning int", &type_int, SC_NONE, 0, 0x84},
-        {"function returning float", &type_float, SC_NONE, 0, 0x84},
-        {"function returning double", &type_double, SC_NONE, 0, 0x85},
-        {"function returning struct", &struct_type, SC_NONE, 0, 0x86},
-        {"function returning union", &union_type, SC_NONE, 0, 0x86},
-        {"function returning void", &type_void, SC_NONE, 0, 0x84},
-        {"far object", nullptr, SC_NONE, ATTR_FAR, 0x89},
-        {"near object", nullptr, SC_NONE, ATTR_NEAR, 0x81},
-        {"tiny object", nullptr, SC_NONE, ATTR_TINY, 0x81},
-        {"absolute object", nullptr, SC_ABSOLUTE, 0, 0x91},
-        {"far absolute function", &type_double, SC_ABSOLUTE, ATTR_FAR | ATTR_FUNCTION, 0x9D},
-        {"extern object", nullptr, SC_EXTERN, 0, 0x81},
-    };
-    for (const Case &c : cases) {
-        TypeNode function{};
-        function.code = TY_FUNCTION;
-        function.next = c.result;
-        Symbol s = make_symbol("ab", c.sclass, c.result ? &function : &type_int, c.attr);
-        write_name_block(&s);
-        EXPECT_EQ(written(), (Bytes{3, 0, 0, c.kind, 'a', 'b'})) << c.what;
-    }
-}
-
-TEST_F(Writer, NameBlockLabelOnlyForStatics) {
-    // Two statics of one name differ only in their label.
-    Symbol a = make_symbol("count", SC_STATIC, &type_int, 0, 0x10007);
-    Symbol b = make_symbol("count", SC_STATIC, &type_int, 0, 9);
-    Symbol e = make_symbol("count", SC_EXTERN, &type_int, 0, 7);
-    write_name_block(&a);
-    EXPECT_EQ(written(), (Bytes{6, 0x07, 0x00, 0x81, 'c', 'o', 'u', 'n', 't'}));
-    write_name_block(&b);
-    EXPECT_EQ(written(), (Bytes{6, 0x09, 0x00, 0x81, 'c', 'o', 'u', 'n', 't'}));
-    write_name_block(&e);
-    EXPECT_EQ(written(), (Bytes{6, 0x00, 0x00, 0x81, 'c', 'o', 'u', 'n', 't'}));
-}
-
-TEST_F(Writer, OverlongNameIsCutToFitItsBlock) {
+    const uint16_t F = ATTR_FUNCTION;
     std::string long_name(255, 'n');
-    Symbol s{};
-    s.name = intern_name(long_name.data(), 255);
-    s.type = &type_int;
-    write_name_block(&s);
-    Bytes bytes = written();
-    ASSERT_EQ(bytes.size(), 4u + 254u);
-    EXPECT_EQ(bytes[0], 255);
+    Bytes cut_name = {0x90, 255, 0, 0, 0x81};
+    cut_name.insert(cut_name.end(), 254, 'n');
+    cut_name.insert(cut_name.end(), 6, 0);
+    check({
+        {"extern object: size 0", [&] { decl("v", SC_NONE, &type_int, 0, 0, 0); },
+         {0x90, 2, 0, 0, 0x81, 'v', 0, 0, 0, 0, 0, 0}},
+        {"public object: its size", [&] { decl("v", SC_NONE, &array, 0, 0, 1); },
+         {0x84, 2, 0, 0, 0x81, 'v', 0, 0, 10, 0, 0, 0}},
+        {"public void object", [&] { decl("v", SC_NONE, &type_void, 0, 0, 1); },
+         {0x84, 2, 0, 0, 0x81, 'v', 0, 0, 0, 0, 0, 0}},
+        {"static: its label", [&] { decl("s", SC_STATIC, &type_int, 0, 0x10007, 1); },
+         {0x84, 2, 7, 0, 0x81, 's', 0, 0, 4, 0, 0, 0}},
+        {"extern with a value: no label", [&] { decl("e", SC_EXTERN, &type_int, 0, 7, 0); },
+         {0x90, 2, 0, 0, 0x81, 'e', 0, 0, 0, 0, 0, 0}},
+        {"far object", [&] { decl("v", SC_NONE, &type_char, ATTR_FAR, 0, 1); },
+         {0x84, 2, 0, 0, 0x89, 'v', 0, 0x30, 1, 0, 0, 0}},
+        {"near object", [&] { decl("v", SC_NONE, &type_char, ATTR_NEAR, 0, 1); },
+         {0x84, 2, 0, 0, 0x81, 'v', 0, 0x20, 1, 0, 0, 0}},
+        {"far absolute function returning double",
+         [&] { decl("g", SC_ABSOLUTE, &fn_double, F | ATTR_FAR, 0, 0); },
+         {0x90, 2, 0, 0, 0x9D, 'g', 0, 0x38, 0, 0, 0, 0}},
+        {"extern function returning a struct", [&] { decl("g", SC_NONE, &fn_struct, F, 0, 0); },
+         {0x90, 2, 0, 0, 0x86, 'g', 0, 8, 24, 0, 0, 0}},
+        {"definition returning a union", [&] { decl("g", SC_NONE, &fn_union, F, 0, 0x801); },
+         {0x86, 2, 0, 0, 0x86, 'g', 0, 8, 8, 0, 0, 0}},
+        {"public function returning float", [&] { decl("g", SC_NONE, &fn_float, F, 0, 2); },
+         {0x84, 2, 0, 0, 0x84, 'g', 0, 8, 0, 0, 0, 0}},
+        {"_asm is never external", [&] { decl("_asm", SC_NONE, &fn_int, F, 0, 0); }, {}},
+        {"_asm defined here is public", [&] { decl("_asm", SC_NONE, &fn_int, F, 0, 1); },
+         {0x84, 5, 0, 0, 0x84, '_', 'a', 's', 'm', 0, 8, 0, 0, 0, 0}},
+        {"expanded inline function", [&] { decl("h", SC_NONE, &fn_int, F | ATTR_INLINE, 1, 0x800); },
+         {}},
+        {"inline function not expanded",
+         [&] { decl("h", SC_NONE, &fn_int, F | ATTR_INLINE, 0, 0x800); },
+         {0x86, 2, 0, 0, 0x84, 'h', 0, 0x0A, 0, 0, 0, 0}},
+        {"a name too long for its length byte is cut",
+         [&] { decl(long_name.c_str(), SC_NONE, &type_int, 0, 0, 0); }, cut_name},
+    });
 }
 
 TEST_F(Writer, TypeDescriptors) {
-    TypeNode far_pointer{};
-    far_pointer.code = TY_POINTER;
-    far_pointer.next = &type_char;
-    far_pointer.attr = 0x3000 | ATTR_CONST;
-    TypeNode bits{};
-    bits.code = TY_INT_BITS;
+    TypeNode pointer = make_type(TY_POINTER, &type_char);
+    pointer.attr = ATTR_FAR | ATTR_CONST;
+    TypeNode bits = make_type(TY_INT_BITS);
     bits.bit_offset = 3;
     bits.bit_width = 5;
-    TypeNode char_bits = bits;
-    char_bits.code = TY_CHAR_BITS;
-    TypeNode short_bits = bits;
-    short_bits.code = TY_SHORT_BITS;
-    TypeNode long_bits = bits;
-    long_bits.code = TY_LONG_BITS;
-    TypeNode record{};
-    record.code = TY_UNION;
-    record.size = 0x10203;
-    TypeNode enumeration{};
-    enumeration.code = TY_ENUM;
-    enumeration.next = &type_uchar;
-    TypeNode array{};
-    array.code = TY_ARRAY;
-    array.next = &type_char;
-    array.dim = 10;
-    TypeNode function{};
-    function.code = TY_FUNCTION;
-    function.next = &type_double;
-    struct Case {
-        const char *what;
-        TypeNode *type;
-        uint16_t attr;
-        Bytes bytes;
+    TypeNode char_bits = bits, short_bits = bits, long_bits = bits;
+    char_bits.code = TY_CHAR_BITS, short_bits.code = TY_SHORT_BITS, long_bits.code = TY_LONG_BITS;
+    TypeNode record = make_type(TY_UNION, nullptr, 0x10203);
+    TypeNode enumeration = make_type(TY_ENUM, &type_uchar), array = make_type(TY_ARRAY, &type_char);
+    TypeNode function = make_type(TY_FUNCTION, &type_double);
+    TypeNode bad = make_type(0x99);
+    struct Row { TypeNode *type; uint16_t attr; Bytes bytes; };
+    const Row rows[] = {
+        {&type_char, 0, {1}}, {&type_uchar, 0, {2}}, {&type_void, 0, {2}}, {&type_short, 0, {3}},
+        {&type_ushort, 0, {5}}, {&type_int, 0, {6}}, {&type_long, 0, {6}}, {&type_uint, 0, {8}},
+        {&type_ulong, 0, {8}}, {&type_float, 0, {9}}, {&type_double, 0, {10}},
+        {&pointer, 0, {11, 0x00, 0xB0}}, {&bits, 0, {7, 3, 5}}, {&long_bits, 0, {7, 3, 5}},
+        {&char_bits, 0, {13, 3, 5}}, {&short_bits, 0, {4, 3, 5}},
+        {&record, 0, {14, 0x03, 0x02, 0x01, 0x00}}, {&enumeration, 0, {2}}, {&array, 0, {6}},
+        {&function, 0, {6}}, {&type_int, 0x8001, {0x86, 0x01, 0x80}},
+        {&pointer, 0x4000, {0x8B, 0x00, 0x40, 0x00, 0xB0}}, {&bits, 0x0100, {0x87, 0x00, 0x01, 3, 5}},
+        // A code outside the table is reported and written as char.
+        {&bad, 0, {1}},
     };
-    const Case cases[] = {
-        {"char", &type_char, 0, {1}},
-        {"unsigned char", &type_uchar, 0, {2}},
-        {"void", &type_void, 0, {2}},
-        {"short", &type_short, 0, {3}},
-        {"unsigned short", &type_ushort, 0, {5}},
-        {"int", &type_int, 0, {6}},
-        {"long", &type_long, 0, {6}},
-        {"unsigned int", &type_uint, 0, {8}},
-        {"unsigned long", &type_ulong, 0, {8}},
-        {"float", &type_float, 0, {9}},
-        {"double", &type_double, 0, {10}},
-        {"pointer", &far_pointer, 0, {11, 0x00, 0xB0}},
-        {"int bit-field", &bits, 0, {7, 3, 5}},
-        {"long bit-field", &long_bits, 0, {7, 3, 5}},
-        {"char bit-field", &char_bits, 0, {13, 3, 5}},
-        {"short bit-field", &short_bits, 0, {4, 3, 5}},
-        {"union", &record, 0, {14, 0x03, 0x02, 0x01, 0x00}},
-        {"enum", &enumeration, 0, {2}},
-        {"array", &array, 0, {6}},
-        {"function", &function, 0, {6}},
-        {"int with attributes", &type_int, 0x8001, {0x86, 0x01, 0x80}},
-        {"pointer with attributes", &far_pointer, 0x4000, {0x8B, 0x00, 0x40, 0x00, 0xB0}},
-        {"bit-field with attributes", &bits, 0x0100, {0x87, 0x00, 0x01, 3, 5}},
-    };
-    for (const Case &c : cases) {
-        write_type(c.type, c.attr);
-        EXPECT_EQ(written(), c.bytes) << c.what;
+    for (const Row &r : rows) {
+        write_type(r.type, r.attr);
+        EXPECT_EQ(written(), r.bytes) << "type code 0x" << std::hex << int(r.type->code);
     }
-    EXPECT_EQ(diagnostics(), "");
+    EXPECT_NE(file_text(error_stream).find("PANIC! bad type code: 99"), std::string::npos);
 }
 
-TEST_F(Writer, BadTypeCodeIsReportedAndWrittenAsChar) {
-    TypeNode bad{};
-    bad.code = 0x99;
-    int32_t errors = error_count;
-    write_type(&bad, 0);
-    EXPECT_EQ(written(), (Bytes{1}));
-    EXPECT_EQ(error_count, errors + 1);
-    EXPECT_NE(diagnostics().find("PANIC! bad type code: 99"), std::string::npos);
-}
-
-TEST_F(Writer, SymbolDeclarations) {
-    TypeNode record{};
-    record.code = TY_STRUCT;
-    record.size = 24;
-    record.members = reinterpret_cast<Symbol *>(&record);   // complete
-    TypeNode struct_function{};
-    struct_function.code = TY_FUNCTION;
-    struct_function.next = &record;
-    TypeNode int_function{};
-    int_function.code = TY_FUNCTION;
-    int_function.next = &type_int;
-    TypeNode array{};
-    array.code = TY_ARRAY;
-    array.next = &type_short;
-    array.dim = 5;
-
-    struct Case {
-        const char *what;
-        const char *name;
-        TypeNode *type;
-        uint16_t attr;
-        uint32_t value;
-        int mode;
-        Bytes bytes;
-    };
-    const Case cases[] = {
-        {"extern object: size 0", "v", &type_int, 0, 0, 0, {0x90, 2, 0, 0, 0x81, 'v', 0, 0, 0, 0, 0, 0}},
-        {"public object: its size", "v", &array, 0, 0, 1, {0x84, 2, 0, 0, 0x81, 'v', 0, 0, 10, 0, 0, 0}},
-        {"public void object: size 0", "v", &type_void, 0, 0, 1, {0x84, 2, 0, 0, 0x81, 'v', 0, 0, 0, 0, 0, 0}},
-        {"extern function returning a struct", "g", &struct_function, ATTR_FUNCTION, 0, 0,
-         {0x90, 2, 0, 0, 0x86, 'g', 0x00, 0x08, 24, 0, 0, 0}},
-        {"function definition", "g", &int_function, ATTR_FUNCTION | ATTR_FAR, 0, 0x800,
-         {0x86, 2, 0, 0, 0x8C, 'g', 0x00, 0x38, 0, 0, 0, 0}},
-        {"function definition returning a struct", "g", &struct_function, ATTR_FUNCTION, 0,
-         0x801, {0x86, 2, 0, 0, 0x86, 'g', 0x00, 0x08, 24, 0, 0, 0}},
-        {"public function", "g", &int_function, ATTR_FUNCTION, 0, 2,
-         {0x84, 2, 0, 0, 0x84, 'g', 0x00, 0x08, 0, 0, 0, 0}},
-        {"_asm is never external", "_asm", &int_function, ATTR_FUNCTION, 0, 0, {}},
-        {"_asm defined here is public", "_asm", &int_function, ATTR_FUNCTION, 0, 1,
-         {0x84, 5, 0, 0, 0x84, '_', 'a', 's', 'm', 0x00, 0x08, 0, 0, 0, 0}},
-        {"expanded inline function", "h", &int_function, ATTR_FUNCTION | ATTR_INLINE, 1, 0x800, {}},
-        {"inline function with no expansion record", "h", &int_function,
-         ATTR_FUNCTION | ATTR_INLINE, 0, 0x800,
-         {0x86, 2, 0, 0, 0x84, 'h', 0x00, 0x0A, 0, 0, 0, 0}},
-    };
-    for (const Case &c : cases) {
-        Symbol s = make_symbol(c.name, SC_NONE, c.type, c.attr, c.value);
-        write_symbol_decl(&s, c.mode);
-        EXPECT_EQ(written(), c.bytes) << c.what;
-    }
-}
-
-TEST_F(Writer, DataObjectOpeners) {
+TEST_F(Writer, DataAndCodeRecords) {
     Symbol plain = make_symbol("d", SC_NONE, &type_double);
     Symbol with_attr = make_symbol("s", SC_STATIC, &type_short, ATTR_CONST | ATTR_FAR, 0x0105);
     Symbol fixed = make_symbol("port", SC_ABSOLUTE, &type_uchar, 0, 0xFFF00010);
-    write_data_begin(&plain);
-    EXPECT_EQ(written(), (Bytes{0x83, 3, 2, 0, 0, 0x81, 'd'}));
-    write_data_begin(&with_attr);
-    EXPECT_EQ(written(), (Bytes{0xC7, 1, 0x00, 0xB0, 2, 0x05, 0x01, 0x89, 's'}));
-    write_data_begin(&fixed);
-    EXPECT_EQ(written(), (Bytes{0xC9, 0, 5, 0, 0, 0x91, 'p', 'o', 'r', 't',
-                                0x10, 0x00, 0xF0, 0xFF}));
-}
-
-TEST_F(Writer, ValueRecords) {
-    write_int_value(0xFFFFFFFE, 1);
-    EXPECT_EQ(written(), (Bytes{0x89, 1, 0xFE, 0xFF, 0xFF, 0xFF}));
-    double d = 1.5;
-    write_float_value(&d, 4);
-    EXPECT_EQ(written(), (Bytes{0x85, 4, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F}));
-    d = -2.0;
-    write_float_value(&d, 8);
-    EXPECT_EQ(written(), (Bytes{0x85, 8, 0, 0, 0, 0, 0, 0, 0x00, 0xC0}));
-    write_space(0x01020304);
-    EXPECT_EQ(written(), (Bytes{0x93, 4, 3, 2, 1}));
-    write_literal_label(0x1234, 3);
-    EXPECT_EQ(written(), (Bytes{0xB8, 3, 0, 0, 0, 0x34, 0x12}));
+    Symbol global = make_symbol("g", SC_NONE, &type_int);
+    Symbol external = make_symbol("e", SC_EXTERN, &type_int);
+    Symbol member = make_symbol("m", SC_MEMBER, &type_int, 0, 8);
+    auto address = [](Symbol *sym, int32_t value, int width) {
+        ExprNode leaf{};
+        leaf.sym = sym;
+        leaf.lflags = sym ? LEAF_ADDRESS : LEAF_CONST;
+        leaf.value = value;
+        leaf.type = &type_int;
+        write_address_value(&leaf, width);
+    };
+    double one_and_half = 1.5;
+    check({
+        {"object of attribute 0", [&] { write_data_begin(&plain); }, {0x83, 3, 2, 0, 0, 0x81, 'd'}},
+        {"object with attributes", [&] { write_data_begin(&with_attr); },
+         {0xC7, 1, 0x00, 0xB0, 2, 0x05, 0x01, 0x89, 's'}},
+        {"object at an address", [&] { write_data_begin(&fixed); },
+         {0xC9, 0, 5, 0, 0, 0x91, 'p', 'o', 'r', 't', 0x10, 0x00, 0xF0, 0xFF}},
+        {"int of 1 byte", [] { write_int_value(0xFFFFFFFE, 1); }, {0x89, 1, 0xFE, 0xFF, 0xFF, 0xFF}},
+        {"float: a double narrowed later", [&] { write_float_value(&one_and_half, 4); },
+         {0x85, 4, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F}},
+        {"zeros", [] { write_space(0x01020304); }, {0x93, 4, 3, 2, 1}},
+        {"label inside data", [] { write_literal_label(0x1234, 3); }, {0xB8, 3, 0, 0, 0, 0x34, 0x12}},
+        {"address of a global", [&] { address(&global, 4, 4); }, {0xC8, 2, 0, 0, 0x81, 'g', 4, 0, 0, 0}},
+        {"address of a static", [&] { address(&with_attr, 0, 2); },
+         {0xC0, 2, 0x05, 0x01, 0x89, 's', 0, 0, 0, 0}},
+        {"address of an extern", [&] { address(&external, -1, 1); },
+         {0xC5, 2, 0, 0, 0x81, 'e', 0xFF, 0xFF, 0xFF, 0xFF}},
+        {"address at an address", [&] { address(&fixed, 2, 4); },
+         {0xC8, 5, 0, 0, 0x91, 'p', 'o', 'r', 't', 2, 0, 0, 0}},
+        {"member: its offset joins the addend", [&] { address(&member, 2, 4); }, {0xC8, 0, 0, 0, 10, 0, 0, 0}},
+        {"plain number, odd width", [&] { address(nullptr, 0x1234, 3); }, {0xC8, 0, 0, 0, 0x34, 0x12, 0, 0}},
+        {"no jump, no label", [] { write_label_ops(0, 0, 5, 1); }, {}},
+        {"label without a line: no flag", [] { write_label_ops(0, 7, 0, 1); }, {0x8C, 7, 0, 0, 0, 0, 0}},
+        {"jump, then a label whose flag is 1", [] { write_label_ops(0x0109, 11, 0x10203, 5); },
+         {0x8B, 9, 1, 0x8C, 11, 0, 3, 2, 1, 0, 1}},
+    });
 }
 
 // A string value ends with a piece of less than 255 bytes, an empty one if
 // need be; assembly text does not.
 TEST_F(Writer, ValuesAndAssemblyTextAreCutIntoPieces) {
-    struct Case { bool text; size_t length; std::vector<size_t> pieces; };
-    const Case cases[] = {
-        {false, 0, {0}},        {false, 1, {1}},        {false, 254, {254}},     {false, 255, {255, 0}},
-        {false, 256, {255, 1}}, {false, 510, {255, 255, 0}}, {false, 600, {255, 255, 90}},
-        {true, 0, {}},          {true, 1, {1}},         {true, 255, {255}},      {true, 256, {255, 1}},
-        {true, 510, {255, 255}},
+    struct Row { bool text; size_t length; std::vector<size_t> pieces; };
+    const Row rows[] = {
+        {false, 0, {0}}, {false, 254, {254}}, {false, 255, {255, 0}}, {false, 510, {255, 255, 0}},
+        {false, 600, {255, 255, 90}}, {true, 0, {}}, {true, 255, {255}}, {true, 510, {255, 255}},
     };
-    for (const Case &c : cases) {
-        std::string value(c.length, 'x');
-        for (size_t i = 0; i < c.length; i++) value[i] = char(c.text ? 'a' + i % 26 : i * 7 + 1);
-        if (c.text)
-            write_asm_text(value.data(), c.length);
-        else
-            write_string_value(value.data(), c.length);
+    for (const Row &r : rows) {
+        std::string value(r.length, 'x');
+        for (size_t i = 0; i < r.length; i++) value[i] = char(i * 7 + 1);
+        if (r.text) write_asm_text(value.data(), r.length);
+        else write_string_value(value.data(), r.length);
         Bytes expected;
         size_t at = 0;
-        for (size_t piece : c.pieces) {
-            expected.push_back(c.text ? 0xCB : 0x94);
+        for (size_t piece : r.pieces) {
+            expected.push_back(r.text ? uint8_t(REC_ASM_TEXT) : uint8_t(REC_STRING));
             expected.push_back(uint8_t(piece));
-            expected.insert(expected.end(), value.begin() + long(at), value.begin() + long(at + piece));
+            expected.insert(expected.end(), value.begin() + long(at),
+                            value.begin() + long(at + piece));
             at += piece;
         }
-        EXPECT_EQ(written(), expected) << (c.text ? "text" : "value") << " of length " << c.length;
+        EXPECT_EQ(written(), expected) << (r.text ? "text" : "value") << " of length " << r.length;
     }
 }
 
-TEST_F(Writer, LabelOperations) {
-    struct Case { uint16_t jump, define; uint32_t line; int flag; Bytes bytes; };
-    const Case cases[] = {
-        {0, 0, 5, 1, {}},
-        {0x0105, 0, 0, 0, {0x8B, 0x05, 0x01}},
-        {0, 7, 0, 1, {0x8C, 7, 0, 0, 0, 0, 0}},              // no line: no flag byte
-        {0, 7, 0x10203, 0, {0x8C, 7, 0, 3, 2, 1, 0, 0}},
-        {0, 7, 12, 5, {0x8C, 7, 0, 12, 0, 0, 0, 1}},        // any nonzero flag is 1
-        {9, 11, 3, 0, {0x8B, 9, 0, 0x8C, 11, 0, 3, 0, 0, 0, 0}},
-    };
-    for (const Case &c : cases) {
-        write_label_ops(c.jump, c.define, c.line, c.flag);
-        EXPECT_EQ(written(), c.bytes) << c.jump << " " << c.define << " " << c.line;
-    }
-}
-
-TEST_F(Writer, AddressValues) {
-    Symbol global = make_symbol("g", SC_NONE, &type_int);
-    Symbol file_static = make_symbol("s", SC_STATIC, &type_int, 0, 21);
-    Symbol external = make_symbol("e", SC_EXTERN, &type_int);
-    Symbol fixed = make_symbol("a", SC_ABSOLUTE, &type_int, 0, 0x400);
-    Symbol member = make_symbol("m", SC_MEMBER, &type_int, 0, 8);
-    struct Case {
-        const char *what;
-        Symbol *sym;
-        int32_t value;
-        int width;
-        Bytes bytes;
-    };
-    const Case cases[] = {
-        {"global, 4 bytes", &global, 4, 4, {0xC8, 2, 0, 0, 0x81, 'g', 4, 0, 0, 0}},
-        {"static, 2 bytes", &file_static, 0, 2, {0xC0, 2, 21, 0, 0x81, 's', 0, 0, 0, 0}},
-        {"extern, 1 byte", &external, -1, 1, {0xC5, 2, 0, 0, 0x81, 'e', 0xFF, 0xFF, 0xFF, 0xFF}},
-        {"absolute", &fixed, 2, 4, {0xC8, 2, 0, 0, 0x91, 'a', 2, 0, 0, 0}},
-        {"member: its offset joins the addend", &member, 2, 4, {0xC8, 0, 0, 0, 10, 0, 0, 0}},
-        {"plain number, odd width", nullptr, 0x1234, 3, {0xC8, 0, 0, 0, 0x34, 0x12, 0, 0}},
-    };
-    for (const Case &c : cases) {
-        ExprNode leaf{};
-        leaf.sym = c.sym;
-        leaf.lflags = c.sym ? LEAF_ADDRESS : LEAF_CONST;
-        leaf.value = c.value;
-        leaf.type = &type_int;
-        write_address_value(&leaf, c.width);
-        EXPECT_EQ(written(), c.bytes) << c.what;
-    }
-}
-
-TEST_F(Writer, AddressOfLiteralGivesItALabelOnce) {
-    StringConst *literal = pool_string("address me", 10);
-    ASSERT_EQ(literal->label, 0);
-    ExprNode leaf{};
-    leaf.literal = literal;
-    leaf.lflags = LEAF_LITERAL;
-    leaf.value = 3;
-    write_address_value(&leaf, 4);
-    uint16_t label = literal->label;
-    ASSERT_NE(label, 0);
-    EXPECT_EQ(label % 2, 1);
-    EXPECT_EQ(written(), (Bytes{0xC8, 0, uint8_t(label), uint8_t(label >> 8), 3, 0, 0, 0}));
-    write_address_value(&leaf, 4);
-    EXPECT_EQ(literal->label, label);
-    EXPECT_EQ(written(), (Bytes{0xC8, 0, uint8_t(label), uint8_t(label >> 8), 3, 0, 0, 0}));
-}
-
-TEST_F(Writer, LiteralsAreWrittenOnceNewestFirst) {
-    // Each test run makes its own entries; older entries of the pool are
-    // marked written so that only these appear.
-    write_literals();
+TEST_F(Writer, LiteralsGetALabelAndAreWrittenOnceNewestFirst) {
+    write_literals();   // older entries of the pool are out of the way
     written();
-    StringConst *unused = pool_string("never used", 10);
-    StringConst *older = pool_string("ab", 2);
+    StringConst *unused = pool_string("never used", 10), *older = pool_string("ab", 2);
     StringConst *empty = pool_string("", 0);
     double real = 2.5;
     StringConst *constant = pool_string(&real, 8);
-    older->label = 0x101;
+    (void)unused;
+    // An address of a literal gives it its label, once.
+    ExprNode leaf{};
+    leaf.literal = older;
+    leaf.lflags = LEAF_LITERAL;
+    leaf.value = 3;
+    write_address_value(&leaf, 4);
+    write_address_value(&leaf, 4);
+    uint16_t label = older->label;
+    ASSERT_EQ(label % 2, 1);
+    uint8_t lo = uint8_t(label), hi = uint8_t(label >> 8);
+    EXPECT_EQ(written(), (Bytes{0xC8, 0, lo, hi, 3, 0, 0, 0, 0xC8, 0, lo, hi, 3, 0, 0, 0}));
     empty->label = 0x103;
     constant->label = 0x201;
     constant->variants = 4 | 8;
-    (void)unused;
     write_literals();
-    EXPECT_EQ(written(),
-              concat({// the real, first as float at L+4, then as double at L+6
-                      {0xB8, 2, 0, 0, 0, 0x05, 0x02, 0x85, 4, 0, 0, 0, 0, 0, 0, 0x04, 0x40, 0xD2},
-                      {0xB8, 3, 0, 0, 0, 0x07, 0x02, 0x85, 8, 0, 0, 0, 0, 0, 0, 0x04, 0x40, 0xD2},
-                      // the empty string is a single zero byte
-                      {0xB8, 0, 0, 0, 0, 0x03, 0x01, 0x89, 1, 0, 0, 0, 0, 0xD2},
-                      {0xB8, 0, 0, 0, 0, 0x01, 0x01, 0x94, 2, 'a', 'b', 0xD2}}));
-    EXPECT_EQ(constant->written, 4 | 8);
-    EXPECT_EQ(older->written & 0x80, 0x80);
+    const Bytes expected[] = {
+        {0xB8, 2, 0, 0, 0, 0x05, 0x02, 0x85, 4, 0, 0, 0, 0, 0, 0, 0x04, 0x40, 0xD2},   // float at L+4
+        {0xB8, 3, 0, 0, 0, 0x07, 0x02, 0x85, 8, 0, 0, 0, 0, 0, 0, 0x04, 0x40, 0xD2},   // double at L+6
+        {0xB8, 0, 0, 0, 0, 0x03, 0x01, 0x89, 1, 0, 0, 0, 0, 0xD2},   // the empty string: a 0 byte
+        {0xB8, 0, 0, 0, 0, lo, hi, 0x94, 2, 'a', 'b', 0xD2}};
+    Bytes all;
+    for (const Bytes &part : expected) all.insert(all.end(), part.begin(), part.end());
+    EXPECT_EQ(written(), all);
     // A second call writes only a form asked for since.
     constant->variants |= 1;
     write_literals();
@@ -452,175 +286,90 @@ TEST_F(Writer, LiteralsAreWrittenOnceNewestFirst) {
     EXPECT_EQ(written(), Bytes{});
 }
 
-TEST_F(Writer, SourceFileRecordsOnlyOnChange) {
-    write_file_header();
-    written();
-    static const char a_name[] = "a.c";
-    static const char other_a[] = "a.c";
+// Records of the file level.  A source file record is written when the
+// name pointer changes; space names are announced once, oldest first.
+TEST_F(Writer, FileLevelRecords) {
+    static const char a_name[] = "a.c", other_a[] = "a.c";
     const Bytes a_record = {0x13, 4, 0, 0, 0, 'a', '.', 'c'};
-    write_source_file(a_name);
-    EXPECT_EQ(written(), a_record);
-    write_source_file(a_name);
-    write_source_file(nullptr);
-    EXPECT_EQ(written(), Bytes{});
-    // Equal text under another pointer is another entry into a file.
-    write_source_file(other_a);
-    EXPECT_EQ(written(), a_record);
-    write_source_file(a_name);
-    EXPECT_EQ(written(), a_record);
-    // A new header starts afresh.
-    write_file_header();
-    written();
-    write_source_file(a_name);
-    EXPECT_EQ(written(), a_record);
-}
-
-TEST_F(Writer, SourceFileWithoutPathUnderXp) {
-    opt_xp = 1;
-    write_file_header();
-    written();
-    struct Case { const char *name; Bytes bytes; };
-    static const char *const names[] = {"dir/a.c", "a.c", "x\\y/b.h", "c:\\t\\m.c", "d/"};
-    const Case cases[] = {
-        {names[0], {0x13, 9, 0, 0, 0, 'a', '.', 'c', 0, 'd', 'i', 'r', '/'}},
-        {names[1], {0x13, 4, 0, 0, 0, 'a', '.', 'c'}},
-        {names[2], {0x13, 9, 0, 0, 0, 'b', '.', 'h', 0, 'x', '\\', 'y', '/'}},
-        {names[3], {0x13, 10, 0, 0, 0, 'm', '.', 'c', 0, 'c', ':', '\\', 't', '\\'}},
-        {names[4], {0x13, 4, 0, 0, 0, 0, 'd', '/'}},
-    };
-    for (const Case &c : cases) {
-        write_source_file(c.name);
-        EXPECT_EQ(written(), c.bytes) << c.name;
-    }
-}
-
-TEST_F(Writer, LongFileNamesStayWithinTheLengthByte) {
-    std::string dir(200, 'd'), file(100, 'f');
-    std::string path = dir + "/" + file;
-    opt_xp = 1;
-    write_file_header();
-    written();
-    write_source_file(path.c_str());
-    // The directory does not fit beside the file part: it is left out.
-    EXPECT_EQ(written(), concat({{0x13, 101, 0, 0, 0}, repeat('f', 100)}));
-    opt_xp = 0;
-    std::string very_long(300, 'v');
-    write_source_file(very_long.c_str());
-    EXPECT_EQ(written(), concat({{0x13, 255, 0, 0, 0}, repeat('v', 254)}));
-}
-
-TEST_F(Writer, SpaceNamesAreAnnouncedOnceOldestFirst) {
-    write_file_header();
-    written();
+    std::string path = std::string(200, 'd') + "/" + std::string(100, 'f'), very_long(300, 'v');
+    Bytes long_file = {0x13, 101, 0, 0, 0}, cut_name = {0x13, 255, 0, 0, 0};
+    long_file.insert(long_file.end(), 100, 'f');
+    cut_name.insert(cut_name.end(), 254, 'v');
+    auto xp = [](const char *name) { opt_xp = 1; write_source_file(name); opt_xp = 0; };
     Symbol *saved = space_list;
     Symbol builtin = make_symbol("near", SC_NONE, nullptr, ATTR_NEAR);
     builtin.flags = SYM_DECLARED;
-    builtin.next = nullptr;
     Symbol first = make_symbol("sram", SC_NONE, nullptr, 0x80);
     Symbol second = make_symbol("io", SC_NONE, nullptr, 0x40);
-    second.next = &first;
-    first.next = &builtin;
-    space_list = &second;
-    write_space_names();
-    EXPECT_EQ(written(), (Bytes{0xBA, 5, 0, 0, 0, 's', 'r', 'a', 'm',
-                                0xBA, 3, 0, 0, 0, 'i', 'o'}));
-    EXPECT_TRUE(first.flags & SYM_DECLARED);
-    write_space_names();
-    EXPECT_EQ(written(), Bytes{});
     Symbol third = make_symbol("eep", SC_NONE, nullptr, 0x20);
-    third.next = &second;
-    space_list = &third;
-    write_space_names();
-    EXPECT_EQ(written(), (Bytes{0xBA, 4, 0, 0, 0, 'e', 'e', 'p'}));
+    third.next = &second, second.next = &first, first.next = &builtin;
+    check({
+        {"a file", [] { write_source_file(a_name); }, a_record},
+        {"the same pointer, or none", [] { write_source_file(a_name); write_source_file(nullptr); }, {}},
+        // Equal text under another pointer is another entry into a file.
+        {"another pointer", [] { write_source_file(other_a); }, a_record},
+        {"-xp: file part, then the directory", [&] { xp("x\\y/b.h"); },
+         {0x13, 9, 0, 0, 0, 'b', '.', 'h', 0, 'x', '\\', 'y', '/'}},
+        {"-xp: a drive and backslashes", [&] { xp("c:\\t\\m.c"); },
+         {0x13, 10, 0, 0, 0, 'm', '.', 'c', 0, 'c', ':', '\\', 't', '\\'}},
+        {"-xp: no directory part", [&] { xp("m.c"); }, {0x13, 4, 0, 0, 0, 'm', '.', 'c'}},
+        {"-xp: a directory that does not fit is left out", [&] { xp(path.c_str()); }, long_file},
+        {"a name too long is cut", [&] { write_source_file(very_long.c_str()); }, cut_name},
+        {"space names", [&] { space_list = &second; write_space_names(); },
+         {0xBA, 5, 0, 0, 0, 's', 'r', 'a', 'm', 0xBA, 3, 0, 0, 0, 'i', 'o'}},
+        {"space names once", [] { write_space_names(); }, {}},
+        {"a new space name", [&] { space_list = &third; write_space_names(); },
+         {0xBA, 4, 0, 0, 0, 'e', 'e', 'p'}},
+        // A new header starts afresh, but a name once announced stays so.
+        {"a new header", [] { write_file_header(); write_space_names(); write_source_file(a_name); },
+         {0xCB, 0x0C, 0, 0xFF, 0x12, 0x13, 4, 0, 0, 0, 'a', '.', 'c'}},
+        // With no source open, the position names the empty file name.
+        {"section", [] { write_pragma_section(7, 0xC000, name("bss")); },
+         {0x13, 1, 0, 0, 0, 0x14, 7, 0, 0, 0, 0xCC, 0x00, 0xC0, 3, 'b', 's', 's'}},
+        {"section without a name", [] { write_pragma_section(8, 0x0800, nullptr); },
+         {0x14, 8, 0, 0, 0, 0xCC, 0x00, 0x08, 0}},
+    });
     space_list = saved;
 }
 
-TEST_F(Writer, PragmaSection) {
-    write_file_header();
-    written();
-    // The position may bring a source file record first; the line and the
-    // section close the output.
-    auto ends_with = [](const Bytes &bytes, const Bytes &tail) {
-        return bytes.size() >= tail.size() && Bytes(bytes.end() - long(tail.size()), bytes.end()) == tail;
+// Each operator that may reach the file is written under a tag that the
+// reader reads back as the same operator, with its number of operands.
+TEST(ExprTag, OperatorsReadBackAsThemselves) {
+    struct Row { int op; const char *name; int operands; };
+    const Row rows[] = {
+        {OP_ADD, "+", 2}, {OP_SUB, "-", 2}, {OP_MUL, "*", 2}, {OP_DIV, "/", 2}, {OP_MOD, "%", 2},
+        {OP_SHL, "<<", 2}, {OP_SHR, ">>", 2}, {OP_AND, "&", 2}, {OP_XOR, "^", 2}, {OP_OR, "|", 2},
+        {OP_LT, "<", 2}, {OP_GE, ">=", 2}, {OP_GT, ">", 2}, {OP_LE, "<=", 2}, {OP_EQ, "==", 2},
+        {OP_NE, "!=", 2}, {OP_LOGAND, "&&", 2}, {OP_LOGOR, "||", 2}, {OP_ASSIGN, "=", 2},
+        {OP_ADD_ASSIGN, "+=", 2}, {OP_SUB_ASSIGN, "-=", 2}, {OP_MUL_ASSIGN, "*=", 2},
+        {OP_DIV_ASSIGN, "/=", 2}, {OP_MOD_ASSIGN, "%=", 2}, {OP_SHL_ASSIGN, "<<=", 2},
+        {OP_SHR_ASSIGN, ">>=", 2}, {OP_AND_ASSIGN, "&=", 2}, {OP_XOR_ASSIGN, "^=", 2},
+        {OP_OR_ASSIGN, "|=", 2}, {OP_COMMA, "comma", 2}, {OP_COND, "cond", 3},
+        {OP_POSTINC, "postinc", 2}, {OP_POSTDEC, "postdec", 2}, {OP_NEG, "neg", 1},
+        {OP_NOT, "not", 1}, {OP_COMPL, "compl", 1}, {OP_DEREF, "deref", 1}, {OP_ADDR, "addr", 1},
+        {OP_CAST, "cast", 1},
     };
-    write_pragma_section(7, 0xC000, name("bss"));
-    EXPECT_TRUE(ends_with(written(), {0x14, 7, 0, 0, 0, 0xCC, 0x00, 0xC0, 3, 'b', 's', 's'}));
-    write_pragma_section(8, 0x0800, nullptr);
-    EXPECT_TRUE(ends_with(written(), {0x14, 8, 0, 0, 0, 0xCC, 0x00, 0x08, 0}));
-}
-
-// What the operations write together reads back as a well-formed file.
-TEST_F(Writer, OperationsMakeAWellFormedFile) {
-    opt_xp = 1;
-    write_file_header();
-    static const char file_name[] = "src/m.c";
-    write_source_file(file_name);
-    write_line(3);
-    write_asm_text("\tnop", 4);
-    TypeNode pointer{};
-    pointer.code = TY_POINTER;
-    pointer.next = &type_char;
-    pointer.attr = ATTR_FAR;
-    Symbol p = make_symbol("p", SC_STATIC, &pointer, ATTR_CONST, 41);
-    Symbol q = make_symbol("q", SC_ABSOLUTE, &type_int, 0, 0x200);
-    write_data_begin(&p);
-    StringConst *text = pool_string("round trip", 10);
-    ExprNode leaf{};
-    leaf.literal = text;
-    leaf.lflags = LEAF_LITERAL;
-    write_address_value(&leaf, 4);
-    std::string long_value(300, 'r');
-    write_string_value(long_value.data(), long_value.size());
-    write_literal_label(43, 2);
-    double one = 1.0;
-    write_float_value(&one, 4);
-    write_space(3);
-    write_data_end();
-    write_data_begin(&q);
-    write_data_begin(&q);
-    write_int_value(9, 4);
-    write_data_end();
-    write_symbol_decl(&q, 0);
-    write_literals();
-    Bytes bytes = written();
-
-    char *text_out = nullptr, *text_err = nullptr;
-    size_t out_size = 0, err_size = 0;
-    FILE *out = open_memstream(&text_out, &out_size);
-    FILE *err = open_memstream(&text_err, &err_size);
-    int status = dump_intermediate(bytes.data(), bytes.size(), "w.o", false, out, err);
+    Bytes file = {0xCB, 0x0C, 0, 0xFF, 0x12, REC_FUNCTION, 2, 0, 0, NK_FUNCTION, 'f', 0, 0, 0, 0,
+                  0, 0, REC_FUNCTION_LINES, 1, 0, 0, 0, 1, 0, 0, 0, REC_ARGS_END, 0, 0, 0, 0,
+                  REC_REGISTERS, 0, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes leaf = {REC_LEAF, TD_INT, 0, 0, 0, 1, 0, 0, 0, 0, 0};
+    std::string want, names;
+    for (const Row &r : rows) {
+        file.insert(file.end(), {REC_EXPR, uint8_t(expr_tag(r.op)), TD_INT});
+        for (int i = 0; i < r.operands; i++) file.insert(file.end(), leaf.begin(), leaf.end());
+        want += std::string(r.name) + " ";
+    }
+    file.push_back(REC_FUNCTION_END);
+    FILE *out = std::tmpfile(), *err = std::tmpfile();
+    EXPECT_EQ(dump_intermediate(file.data(), file.size(), "t.o", false, out, err), 0) << file_text(err);
+    std::istringstream lines(file_text(out));
+    for (std::string line; std::getline(lines, line);)
+        if (line.rfind("  EXPR (", 0) == 0) names += line.substr(8, line.find(' ', 8) - 8) + " ";
+    EXPECT_EQ(names, want);
     std::fclose(out);
     std::fclose(err);
-    std::string dump(text_out, out_size), errors(text_err, err_size);
-    std::free(text_out);
-    std::free(text_err);
-    EXPECT_EQ(status, 0) << errors;
-    EXPECT_NE(dump.find("SOURCE_FILE name=\"m.c\" dir=\"src/\"\n"), std::string::npos) << dump;
-    EXPECT_NE(dump.find("DATA_ATTR align=2 attr=0x8000 name=\"p\" label=L41 kind=0x81\n"),
-              std::string::npos) << dump;
-    EXPECT_NE(dump.find("ABSOLUTE name=\"q\" label=none kind=0x91 address=0x00000200\n"
-                        "ABSOLUTE name=\"q\" label=none kind=0x91 address=0x00000200\n"
-                        "  INT width=4 value=9\n"
-                        "DATA_END\n"),
-              std::string::npos) << dump;
-}
-
-TEST(ExprTag, OperatorsMapToTheirTags) {
-    struct Case { int op; int tag; };
-    const Case cases[] = {
-        {OP_ADD, 222}, {OP_SUB, 216}, {OP_MUL, 226}, {OP_DIV, 133}, {OP_MOD, 153},
-        {OP_SHL, 151}, {OP_SHR, 160}, {OP_AND, 193}, {OP_XOR, 163}, {OP_OR, 156},
-        {OP_LT, 149}, {OP_GE, 144}, {OP_GT, 143}, {OP_LE, 150}, {OP_EQ, 148}, {OP_NE, 155},
-        {OP_LOGAND, 130}, {OP_LOGOR, 157}, {OP_ASSIGN, 136}, {OP_ADD_ASSIGN, 142},
-        {OP_SUB_ASSIGN, 139}, {OP_MUL_ASSIGN, 145}, {OP_DIV_ASSIGN, 135},
-        {OP_MOD_ASSIGN, 140}, {OP_SHL_ASSIGN, 137}, {OP_SHR_ASSIGN, 138},
-        {OP_AND_ASSIGN, 134}, {OP_XOR_ASSIGN, 146}, {OP_OR_ASSIGN, 141}, {OP_COMMA, 168},
-        {OP_COND, 159}, {OP_POSTINC, 170}, {OP_POSTDEC, 167}, {OP_NEG, 108}, {OP_NOT, 90},
-        {OP_COMPL, 67}, {OP_DEREF, 107}, {OP_ADDR, 100}, {OP_CAST, 102},
-        // Operators that never reach the file as such.
-        {OP_LEAF, -1}, {OP_CALL, -1}, {OP_ARG, -1}, {OP_PRELUDE, -1},
-    };
-    for (const Case &c : cases) EXPECT_EQ(expr_tag(c.op), c.tag) << "operator " << c.op;
+    for (int op : {OP_LEAF, OP_CALL, OP_ARG, OP_PRELUDE})
+        EXPECT_EQ(expr_tag(op), -1) << "operator " << op;
 }
 
 }  // namespace
