@@ -12,8 +12,11 @@
 # is missing, say): the case is reported as skipped, exit status 77.  With ZCPPC_UPDATE=1 the
 # results are written back into the case instead of compared.
 set -u
-case_dir=$(cd "$1" && pwd)
-bin_dir=$(cd "$2" && pwd)
+# A case is a folder with a `cmd` file: anything else is refused before the
+# folder is copied anywhere.
+[ -f "${1:-}/cmd" ] || { echo "run_case.sh: no case in '${1:-}'" >&2; exit 2; }
+case_dir=$(cd "$1" && pwd) || exit 2
+bin_dir=$(cd "${2:?usage: run_case.sh CASE_DIR BIN_DIR}" && pwd) || exit 2
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/zcppc-e2e.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 
