@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace {
 
@@ -13,11 +14,12 @@ namespace {
 constexpr size_t STACK_MARGIN = size_t(4) << 20;
 constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;  // stack of each further thread
 
-// Lowest address the running thread may reach, null until it is known.
-thread_local char *stack_limit;
+// Lowest address the running thread may reach, 0 until it is known.
+// Addresses are held as numbers: they are compared, never dereferenced.
+thread_local uintptr_t stack_limit;
 
-char *find_stack_limit() {
-    char here;
+uintptr_t find_stack_limit() {
+    uintptr_t here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
     pthread_attr_t attr;
     void *base = nullptr;
     size_t size = 0;
@@ -25,19 +27,19 @@ char *find_stack_limit() {
         pthread_attr_getstack(&attr, &base, &size);
         pthread_attr_destroy(&attr);
     }
-    char *low = static_cast<char *>(base);
+    uintptr_t low = reinterpret_cast<uintptr_t>(base);
     // Without a usable answer assume the common 8 MB below this frame.
-    if (low == nullptr || size < 2 * STACK_MARGIN || low > &here)
-        low = &here - (size_t(8) << 20);
+    if (low == 0 || size < 2 * STACK_MARGIN || low > here)
+        low = here - (size_t(8) << 20);
     return low + STACK_MARGIN;
 }
 
 }  // namespace
 
 bool stack_is_low() {
-    if (stack_limit == nullptr)
+    if (stack_limit == 0)
         stack_limit = find_stack_limit();
-    return static_cast<char *>(__builtin_frame_address(0)) < stack_limit;
+    return reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < stack_limit;
 }
 
 bool run_on_fresh_stack(void *(*entry)(void *), void *arg) {
