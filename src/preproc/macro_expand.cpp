@@ -369,7 +369,8 @@ bool string_closes(const char *text, size_t length) {
 void stringize(PpToken *hash, const PpToken *argument, const MacroDef *macro) {
     work_reset();
     work_append_char('"');
-    for (const PpToken *token = argument; token; token = token->next) {
+    // Past the longest spelling nothing more is kept.
+    for (const PpToken *token = argument; token && work_length < WORK_TEXT_LIMIT; token = token->next) {
         walk_steps++;
         if (token != argument)
             work_append(token->space, token->space_length);
