@@ -15,6 +15,29 @@ namespace {
 // a file that cannot be opened.
 constexpr int MAX_OPEN_SOURCES = 500;
 
+// The limit of open files bounds the depth but not the work: a file that
+// includes itself twice doubles it at each level, some 2^500 inclusions.
+// The files opened by #include in one run are counted, and past this many
+// further #include lines are not carried out, with one error.  A real unit
+// opens a few thousand files at most, counting each header as often as it
+// is included; each opening costs a few system calls, and in a file that
+// includes itself each level at the limit of open files costs an error
+// message too, so the limit is also low enough for such a file to end
+// within a few seconds.
+constexpr uint32_t INCLUDE_LIMIT = 100000;
+uint32_t include_count;
+bool include_limit_reported;
+
+bool include_budget_spent() {
+    if (include_count < INCLUDE_LIMIT)
+        return false;
+    if (!include_limit_reported) {
+        include_limit_reported = true;
+        report("too many included files");
+    }
+    return true;
+}
+
 bool include_too_deep() {
     int depth = 1;
     for (const IncludeFrame *frame = include_stack; frame; frame = frame->link)
@@ -80,10 +103,12 @@ void dir_include(PpToken **link) {
     name[length] = 0;
     // Text behind the name is not looked at.  The new file starts with the
     // next line that is read.
-    if (include_too_deep())
-        report("can't open %s", name);
-    else
-        open_source(name, 1);
+    if (!include_budget_spent()) {
+        if (include_too_deep())
+            report("can't open %s", name);
+        else
+            include_count += static_cast<uint32_t>(open_source(name, 1));
+    }
     if (name != name_buffer)
         std::free(name);
 }

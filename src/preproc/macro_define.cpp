@@ -3,6 +3,8 @@
 // and the list of macros used, for the debug information.
 #include <cstddef>
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
 
 #include "driver/options.h"
 #include "lexer/token.h"
@@ -203,7 +205,18 @@ void unlink_macro(MacroDef *macro) {
     }
 }
 
+// Index beside the trie: each defined name, as a view of its record's own
+// name, to the record.  A lookup is one hash of the spelling, however many
+// names share its first characters, and a name that is no macro leaves
+// nothing behind, where a walk of the trie would add its path.  A record
+// enters when it is made and leaves before it is freed.
+std::unordered_map<std::string_view, MacroDef *> &macro_index() {
+    static std::unordered_map<std::string_view, MacroDef *> index;
+    return index;
+}
+
 void free_macro(MacroDef *macro) {
+    macro_index().erase(std::string_view(macro->name));
     if (macro->body)
         std::free(macro->body->space);
     pptoken_free_list(macro->body);
@@ -259,13 +272,15 @@ MacroDef *macro_define(PpToken *name) {
     macro->name_length = static_cast<uint8_t>(name->length > 255 ? 255 : name->length);
     std::memcpy(macro->name, name->text, name->length);
     macro->name[name->length] = 0;
+    macro_index()[std::string_view(macro->name, name->length)] = macro;
     pack_body(macro);
     clear_params();
     return macro;
 }
 
 MacroDef *macro_lookup(const PpToken *token) {
-    return static_cast<MacroDef *>(trie_find(&macro_trie, token->text, token->length)->value);
+    auto found = macro_index().find(std::string_view(token->text, token->length));
+    return found == macro_index().end() ? nullptr : found->second;
 }
 
 void macro_undefine(const PpToken *token) {

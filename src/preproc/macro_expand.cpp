@@ -64,23 +64,30 @@ constexpr int EXPANSION_DEPTH_LIMIT = 4000;
 int expansion_depth;
 bool depth_reported;
 
-// Bodies that use their parameters twice grow exponentially with nesting;
-// the tokens copied for one line are counted, and past this many the line
-// goes on unexpanded, with one error, instead of exhausting memory.
-constexpr uint32_t EXPANSION_TOKEN_LIMIT = 1u << 20;
-uint32_t tokens_copied;
+// One line's expansion is held to a budget.  Bodies that use a parameter
+// twice grow exponentially with nesting, and each level of a chain of macros
+// rescans and splices the whole expansion below it, so a few lines of
+// source could otherwise exhaust memory or run for hours.  From the start of
+// each top-level expansion two things are counted: the bytes of the tokens
+// and text it makes (token copies, the spellings of # and ##, built-in
+// values), and the steps of its walks (a token passed, a character of a name
+// looked up).  Past either budget the line goes on unexpanded, with one
+// error.  Real programs stay far below both: a line that expands to a
+// million tokens makes 45 MB and takes 5 million steps, while a hostile
+// line stops within a second or so.
+constexpr uint64_t EXPANSION_MEMORY_LIMIT = uint64_t(1) << 28;
+constexpr uint64_t EXPANSION_STEP_LIMIT = uint64_t(1) << 27;
+uint64_t bytes_made;
+uint64_t walk_steps;
 bool size_reported;
 
-// Each level of a chain of macros rescans and splices the whole expansion
-// below it, so a long expansion under a deep chain costs their product in
-// time though few tokens are copied.  The tokens walked for one line are
-// counted too, with the same error past this many.
-constexpr uint64_t EXPANSION_WALK_LIMIT = 1u << 24;
-uint64_t tokens_walked;
+void note_tokens_made(uint64_t count) {
+    bytes_made += count * sizeof(PpToken);
+}
 
-// True past either limit; the error is reported once per line.
+// True past either budget; the error is reported once per line.
 bool expansion_too_long() {
-    if (tokens_copied <= EXPANSION_TOKEN_LIMIT && tokens_walked <= EXPANSION_WALK_LIMIT)
+    if (bytes_made <= EXPANSION_MEMORY_LIMIT && walk_steps <= EXPANSION_STEP_LIMIT)
         return false;
     if (!size_reported) {
         size_reported = true;
@@ -102,6 +109,23 @@ bool is_kind(const PpToken *token, uint16_t kind) {
 bool is_defined_name(const PpToken *token) {
     return token->kind == TOK_IDENT && token->length == 7 &&
            std::memcmp(token->text, "defined", 7) == 0;
+}
+
+// Looking a name up hashes its spelling, so the walk counts its length as
+// well: a chain over copies of one long name costs that much more.
+MacroDef *find_macro(const PpToken *token) {
+    walk_steps += token->length;
+    return macro_lookup(token);
+}
+
+// The same for the operand that `defined` looks up, behind the name or
+// behind its `(`.
+void note_defined_operand(const PpToken *name) {
+    const PpToken *operand = name->next;
+    if (is_kind(operand, TOK_LPAREN))
+        operand = operand->next;
+    if (operand)
+        walk_steps += operand->length;
 }
 
 void free_token(PpToken *token) {
@@ -131,7 +155,7 @@ PpToken *splice_list(PpToken **link, PpToken *list) {
     for (PpToken *token = list; token; token = token->next) {
         token->line = old->line;
         token->column = old->column;
-        tokens_walked++;
+        walk_steps++;
         last = token;
     }
     last->next = old->next;
@@ -149,7 +173,7 @@ PpToken *copy_range(const PpToken *first, const PpToken *stop, PpToken **last) {
         PpToken *copy = pptoken_new();
         *copy = *token;
         copy->next = nullptr;
-        tokens_copied++;
+        note_tokens_made(1);
         *tail = copy;
         tail = &copy->next;
         *last = copy;
@@ -345,7 +369,9 @@ bool string_closes(const char *text, size_t length) {
 void stringize(PpToken *hash, const PpToken *argument, const MacroDef *macro) {
     work_reset();
     work_append_char('"');
-    for (const PpToken *token = argument; token; token = token->next) {
+    // Past the longest spelling nothing more is kept.
+    for (const PpToken *token = argument; token && work_length < WORK_TEXT_LIMIT; token = token->next) {
+        walk_steps++;
         if (token != argument)
             work_append(token->space, token->space_length);
         if (!is_quoted_kind(token->kind)) {
@@ -368,6 +394,7 @@ void stringize(PpToken *hash, const PpToken *argument, const MacroDef *macro) {
     free_token(param);
     hash->kind = TOK_STRING;
     hash->text = keep_text(work_text, work_length);
+    bytes_made += work_length;
     hash->length = static_cast<uint16_t>(work_length);
     if (!string_closes(hash->text, hash->length))
         report("unbalanced \" in string constant");
@@ -429,16 +456,16 @@ PpToken *paste_tokens(PpToken **&link, const MacroDef *macro) {
     in_comment = 0;
     PpToken *result = scan_line(keep_text(work_text, work_length + 1));
     in_comment = saved_comment;
-    if (result && !result->next && result->kind == PP_EOL) {
-        pptoken_free_list(result);
-        result = nullptr;
-    } else if (result) {
-        PpToken *before = result;
-        while (before->next && before->next->next)
-            before = before->next;
-        if (before->next && before->next->kind == PP_EOL) {
-            pptoken_free_list(before->next);
-            before->next = nullptr;
+    bytes_made += work_length + 1;
+    // The PP_EOL that ends the scan is dropped.
+    PpToken **end = &result;
+    for (; *end && (*end)->next; end = &(*end)->next)
+        note_tokens_made(1);
+    if (*end) {
+        note_tokens_made(1);
+        if ((*end)->kind == PP_EOL) {
+            pptoken_free_list(*end);
+            *end = nullptr;
         }
     }
     if (!result) {
@@ -456,10 +483,16 @@ PpToken *paste_tokens(PpToken **&link, const MacroDef *macro) {
 // ---------------------------------------------------------------------------
 // Substitution in a copy of a body.
 
+// Each # and ## works on a whole argument, and each parameter gets a copy
+// of one, so a long body over a long argument multiplies them: the budget
+// is looked at before each step.  Once it is spent the body is left half
+// done, and the caller drops it.
 void substitute(PpToken **body, MacroDef *macro) {
     bool has_param = false;
     PpToken **link = body;
     while (PpToken *token = *link) {
+        if (expansion_too_long())
+            break;
         // The string made by # can itself be an operand of ##.
         if (token->kind == PP_HASH) {
             if (is_kind(token->next, PP_PARAM))
@@ -471,7 +504,7 @@ void substitute(PpToken **body, MacroDef *macro) {
             link = &token->next;
             continue;
         }
-        while (is_kind(token->next, PP_PASTE)) {
+        while (is_kind(token->next, PP_PASTE) && !expansion_too_long()) {
             PpToken *right = token->next->next;
             if (!right || right->kind == PP_EOL) {
                 macro_error("missing ## argument in macro %.*s", macro);
@@ -502,6 +535,8 @@ void substitute(PpToken **body, MacroDef *macro) {
 
         link = body;
         while (PpToken *token = *link) {
+            if (expansion_too_long())
+                break;
             if (token->kind != PP_PARAM) {
                 link = &token->next;
                 continue;
@@ -547,7 +582,7 @@ void complete_open_call(PpToken *body, PpToken *name) {
                 pending = &defined_pending;
                 depth = 0;
             } else if (!next->space_length) {
-                const MacroDef *called = macro_lookup(token);
+                const MacroDef *called = find_macro(token);
                 if (called && !(called->state & 1)) {
                     pending = called;
                     depth = 0;
@@ -631,7 +666,7 @@ PpToken *copy_tokens(const PpToken *list, PpToken *tail) {
         PpToken *copy = pptoken_new();
         *copy = *token;
         copy->next = nullptr;
-        tokens_copied++;
+        note_tokens_made(1);
         *link = copy;
         link = &copy->next;
     }
@@ -659,24 +694,28 @@ int expand_macros(PpToken **link, int mode) {
         reset_hidden_macros();
         depth_reported = false;
         size_reported = false;
-        tokens_copied = 0;
-        tokens_walked = 0;
+        bytes_made = 0;
+        walk_steps = 0;
     }
     int replaced = 0;
     expansion_depth++;
     while (PpToken *token = *link) {
-        tokens_walked++;
+        walk_steps++;
         if (token->kind != TOK_IDENT) {
             link = &token->next;
             continue;
         }
         if (int code = builtin_macro_code(token)) {
+            if (is_defined_name(token))
+                note_defined_operand(token);
             PpToken *result = expand_builtin(link, code, mode);
+            note_tokens_made(1);
+            bytes_made += result->length;
             replaced = 1;
             link = &result->next;
             continue;
         }
-        MacroDef *macro = macro_lookup(token);
+        MacroDef *macro = find_macro(token);
         if (!macro || token->no_expand) {
             link = &token->next;
             continue;

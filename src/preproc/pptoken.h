@@ -75,7 +75,8 @@ extern MacroDef *hidden_macros;  // macros whose state is not 0
 // parameter list, in which case nothing of it remains.
 MacroDef *macro_define(PpToken *name);
 
-// The macro named by an identifier token, or null.  One walk of the trie.
+// The macro named by an identifier token, or null.  One hash of its
+// spelling, through an index kept beside the trie.
 MacroDef *macro_lookup(const PpToken *token);
 
 // Removes the macro named by `token`, if there is one, with all its storage.
