@@ -14,7 +14,8 @@ preprocessing number, writes a blank into it).  Where the
 rules of zcppc's dialect make them differ, the table KNOWN_DIFFERENCES says
 which difference and why; such a file must then differ, with zcppc's own
 diagnostics.  Prints one line per source and exits 1 on any surprise.
-Prints a line starting with SKIP when gcc is not installed.
+Prints a line starting with SKIP when gcc is not installed, or when
+SHARED_DIR is given but holds no corpus (a checkout on its own).
 """
 import os
 import re
@@ -118,6 +119,9 @@ def main():
     corpus = None
     if len(sys.argv) > 1:
         corpus = os.path.normpath(os.path.join(sys.argv[1], "corpus", "c-testsuite"))
+        if not os.path.isdir(corpus):
+            print("SKIP: no c-testsuite corpus at %s" % corpus)
+            return 0
     if shutil.which("gcc") is None:
         print("SKIP: gcc is not installed, nothing to compare with")
         return 0
