@@ -17,7 +17,9 @@ constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;  // stack of each further
 thread_local char *stack_limit;
 
 char *find_stack_limit() {
-    char here;
+    // This frame's address, not a local's: the result must not be derived
+    // from an object that dies on return.
+    char *here = static_cast<char *>(__builtin_frame_address(0));
     pthread_attr_t attr;
     void *base = nullptr;
     size_t size = 0;
@@ -27,8 +29,8 @@ char *find_stack_limit() {
     }
     char *low = static_cast<char *>(base);
     // Without a usable answer assume the common 8 MB below this frame.
-    if (low == nullptr || size < 2 * STACK_MARGIN || low > &here)
-        low = &here - (size_t(8) << 20);
+    if (low == nullptr || size < 2 * STACK_MARGIN || low > here)
+        low = here - (size_t(8) << 20);
     return low + STACK_MARGIN;
 }
 
