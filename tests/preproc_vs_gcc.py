@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Compares the preprocessed text of `zcppc -e` with that of `gcc -E -P`.
 
-usage: preproc_vs_gcc.py SHARED_DIR
+usage: preproc_vs_gcc.py [SHARED_DIR]
 
-SHARED_DIR is the folder beside the checkout that holds corpus/ and bench/.
-The sources compared are the c-testsuite programs tagged needs-cpp that
-include no header, and the output of gen_corpus.py 50.
+The sources compared are the output of tools/gen_bench.py 50 and, when
+SHARED_DIR (the folder beside the checkout that holds corpus/) is given, the
+c-testsuite programs there tagged needs-cpp that include no header.
 Both outputs are cut into C tokens (comments and white space dropped, and
 the #line lines of -cr), and the two token streams must be equal.  Numbers
 are cut as zcppc's scanner reads them: a hexadecimal number takes no sign
@@ -14,7 +14,8 @@ preprocessing number, writes a blank into it).  Where the
 rules of zcppc's dialect make them differ, the table KNOWN_DIFFERENCES says
 which difference and why; such a file must then differ, with zcppc's own
 diagnostics.  Prints one line per source and exits 1 on any surprise.
-Prints a line starting with SKIP when gcc is not installed.
+Prints a line starting with SKIP when gcc is not installed, or when
+SHARED_DIR is given but holds no corpus (a checkout on its own).
 """
 import os
 import re
@@ -115,15 +116,20 @@ def corpus_sources(corpus):
 
 
 def main():
-    shared = sys.argv[1]
+    corpus = None
+    if len(sys.argv) > 1:
+        corpus = os.path.normpath(os.path.join(sys.argv[1], "corpus", "c-testsuite"))
+        if not os.path.isdir(corpus):
+            print("SKIP: no c-testsuite corpus at %s" % corpus)
+            return 0
     if shutil.which("gcc") is None:
         print("SKIP: gcc is not installed, nothing to compare with")
         return 0
-    corpus = os.path.join(shared, "corpus", "c-testsuite")
-    generator = os.path.join(shared, "bench", "gen_corpus.py")
+    generator = os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                             "..", "tools", "gen_bench.py")
     failures = 0
     with tempfile.TemporaryDirectory() as workdir:
-        sources = list(corpus_sources(corpus))
+        sources = list(corpus_sources(corpus)) if corpus else []
         generated = os.path.join(workdir, "generated.c")
         with open(generated, "w") as out:
             subprocess.run([sys.executable, generator, "50"], stdout=out, check=True)

@@ -9,8 +9,9 @@
 # status are compared with the files `stdout`, `stderr` and `status` of the
 # case (a missing file means: empty, or status 0).  A script whose output
 # starts with a line "SKIP: reason" could not run here (a comparison program
-# is missing, say): the case is reported as skipped, exit status 77.  With ZCPPC_UPDATE=1 the
-# results are written back into the case instead of compared.
+# or the shared corpus beside the checkout is missing, say): the case is
+# reported as skipped, exit status 77.  With ZCPPC_UPDATE=1 the results are
+# written back into the case instead of compared, unless it was skipped.
 set -u
 # A case is a folder with a `cmd` file: anything else is refused before the
 # folder is copied anywhere.
@@ -34,6 +35,11 @@ rm -f "$scratch/stdout" "$scratch/stderr" "$scratch/status"
 )
 status=$?
 
+if head -n 1 "$scratch/.out" | grep -q '^SKIP:'; then
+  head -n 1 "$scratch/.out"
+  exit 77
+fi
+
 if [ "${ZCPPC_UPDATE:-}" = 1 ]; then
   cp "$scratch/.out" "$case_dir/stdout"
   cp "$scratch/.err" "$case_dir/stderr"
@@ -41,11 +47,6 @@ if [ "${ZCPPC_UPDATE:-}" = 1 ]; then
   for f in stdout stderr; do [ -s "$case_dir/$f" ] || rm -f "$case_dir/$f"; done
   [ "$status" = 0 ] && rm -f "$case_dir/status"
   exit 0
-fi
-
-if [ "${ZCPPC_UPDATE:-}" != 1 ] && head -n 1 "$scratch/.out" | grep -q '^SKIP:'; then
-  head -n 1 "$scratch/.out"
-  exit 77
 fi
 
 failed=0
