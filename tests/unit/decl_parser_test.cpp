@@ -167,6 +167,7 @@ struct Case {
 
 TEST_F(DeclParser, SpecifiersAndDeclaratorsBuildTheChain) {
     add_typedef("CT", &type_int, ATTR_CONST);
+    add_typedef("NT", &type_int, ATTR_NEAR);
     static const Case cases[] = {
         {"long long x", "x: l", "repeated type specification\n"},
         {"long float x", "x: i", "illegal type specification\n"},
@@ -180,6 +181,8 @@ TEST_F(DeclParser, SpecifiersAndDeclaratorsBuildTheChain) {
         {"unsigned CT", "CT: ui", ""},
         {"int CT", "CT: i", ""},
         {"extern static int x", "x: i", "invalid storage class\n"},
+        {"@near NT x", "x: i @n", ""},
+        {"@far NT x", "x: i @f", "space attribute conflict\n"},
         {"x", "x: i", ""},
         {"int *p[3]", "p: [3] * i", ""},
         {"int (*p)[3]", "p: * [3] i", ""},
@@ -197,6 +200,7 @@ TEST_F(DeclParser, SpecifiersAndDeclaratorsBuildTheChain) {
         {"int a[0]", "a: [0] i", "invalid array dimension\n"},
         {"int a[-1]", "a: [0] i", "invalid array dimension\n"},
         {"int ((x))", "x: i", ""},
+        {"int (f(void))", "f: (v,v) i @F", ""},
         {"int (*)", "-: * i", ""},
         {"int", "no declarator: i", ""},
     };
@@ -353,6 +357,29 @@ TEST_F(DeclParser, AnonymousMembersAreCopiedIntoTheirStruct) {
     opt_sa = 1;
     specified("struct { union { int a; }; int c; }");
     EXPECT_EQ(messages.take(), "missing member name\n");
+}
+
+// A mention binds to the tag wherever it is visible; a body declares a new
+// tag in the current block unless it completes one the block declared.
+TEST_F(DeclParser, TagsFollowTheirScopes) {
+    TypeNode *outer = specified("struct s");
+    tag_scope_mark = tag_list;   // a block is entered
+    EXPECT_EQ(specified("struct s"), outer);
+    TypeNode *inner = specified("struct s { int x; }");
+    EXPECT_NE(inner, outer);
+    EXPECT_EQ(outer->members, nullptr);
+    EXPECT_EQ(specified("struct s"), inner);
+    TypeNode *declared = specified("union t");
+    EXPECT_EQ(specified("union t { char c; }"), declared);
+    EXPECT_EQ(declared->size, 1u);
+    EXPECT_EQ(messages.take(), "");
+    specified("union t { int i; }");
+    specified("struct t");
+    EXPECT_EQ(messages.take(), "redefined tag name t\nredefined tag type t\n");
+    tag_list = tag_scope_mark;   // and left
+    tag_scope_mark = nullptr;
+    EXPECT_EQ(specified("struct s"), outer);
+    EXPECT_EQ(messages.take(), "");
 }
 
 // A struct may hold itself only through a pointer.  Through an array it
