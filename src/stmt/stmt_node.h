@@ -127,3 +127,16 @@ extern int32_t in_data_init;         // a static object's initial value is being
 extern TypeNode *return_type;
 extern NameRecord *return_label_name;
 extern ExprNode *inline_result;
+
+// ---------------------------------------------------------------------------
+// File-scope definitions, called by the external declaration parser.
+
+// The initialiser of a file-scope object, if any: gives non-zero when the
+// declaration defines the object or may do so (a tentative definition).
+int parse_global_initializer(Symbol *sym);
+// A function declarator's body, if one follows: gives 1 when a body was
+// parsed, 0 for a declaration only, with the token behind the declarator
+// next.  `line` is the line where the declarator began.
+int define_function(Symbol *sym, uint32_t line);
+// 1 from the head of a function body to the end of its definition.
+extern uint16_t in_function;
