@@ -24,7 +24,8 @@ Symbol *append_argument(Symbol **&tail, NameRecord *name, int32_t sclass, TypeNo
 bool is_argument(NameRecord *name) { return name != nullptr && proto_names->arguments.count(name) != 0; }
 
 // The entries of a prototype; the first specifier list has been read into
-// `record`.  Returns with the token behind the list given back.
+// `record`.  The token behind the entries is left unread, but for a `...`
+// behind a comma, which belongs to the list.
 void parse_prototype(Symbol **tail, Symbol *record) {
     int position = 0;
     bool ellipsis = false;

@@ -40,8 +40,6 @@ inline bool is_function_type(const TypeNode *type) { return type != nullptr && t
 
 inline bool is_array_type(const TypeNode *type) { return type != nullptr && type->code == TY_ARRAY; }
 
-inline bool is_pointer_type(const TypeNode *type) { return type != nullptr && type->code == TY_POINTER; }
-
 // An enum that was only named, never defined.
 inline bool is_undefined_enum(const TypeNode *type) {
     return type != nullptr && type->code == TY_ENUM && type->members == nullptr;

@@ -27,3 +27,9 @@ tags and constants declared in an argument list stay in it
 #if sizeof(struct inside) == 0
 so the tag outside is a new one, without a body
 #endif
+#if sizeof(int (*)(int, 5)) == 2
+a comma followed by no type: bad proto argument type
+#endif
+#if sizeof(int (*)(int ...)) == 2
+an ellipsis needs a comma in front
+#endif

@@ -37,3 +37,6 @@ redeclared enum member
 #if Y2 == 2
 a constant may use the ones before it
 #endif
+#if sizeof(enum { Z1 Z2 }) == 1
+two constants without a comma: missing }
+#endif

@@ -7,7 +7,7 @@ redefined member
 #if sizeof(struct { int f(void); int g; }) == 4
 invalid function member
 #endif
-#if sizeof(struct { int; int *; char c; }) == 1
+#if sizeof(struct { int; int *[2]; char c; }) == 1
 missing member names
 #endif
 #if sizeof(struct { static int x; extern y; }) == 8
