@@ -27,6 +27,12 @@ int g(int);
 int h(int, int);
 #pragma attribute int k(int);
 int k(void);
+#pragma attribute int m(int, ...);
+int m(int, int);
+#pragma attribute int n(char @far *);
+int n(char @near *);
+#pragma attribute int fn(void);
+int fn;
 /* The pragma must come first, once. */
 int early;
 #pragma attribute int early;
@@ -34,4 +40,5 @@ int early;
 #pragma attribute int twice;
 /* Bad directives. */
 #pragma attribute int *;
+#pragma attribute int *[3];
 #pragma attribute int u @ 4

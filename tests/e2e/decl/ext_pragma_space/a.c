@@ -13,6 +13,8 @@ char b1[sizeof f()];
 const int k1;
 #pragma space const []
 const int k2;
+#pragma space const ()
+const int k3;
 #pragma space static @far
 static int s1;
 int o2;
