@@ -1,7 +1,6 @@
-// Shared by the typing of binary operators (binary.cpp), of comparisons
-// (compare.cpp) and of assignments (assign.cpp), the arithmetic folds
-// (arith_fold.cpp) and the known values (known_values.cpp); private to the
-// expression folder.
+// Shared by the typing of binary operators, comparisons and assignments,
+// the arithmetic folds and the known values (all in typing/); private to
+// the expression folder.
 //
 // All arithmetic on target values is 32 bits wide and wraps around; every
 // fold of constants computes through the wrap_ routines and shift_right

@@ -215,13 +215,13 @@ ExprNode *cast_expr(ExprNode *e);
 void truncate_const(ExprNode *e, TypeNode *type, int warn);
 
 // ---------------------------------------------------------------------------
-// Assignments (assign.cpp).
+// Assignments (typing/assign.cpp).
 ExprNode *assign_expr(ExprNode *e);
 // With checks on: reports a constant that does not fit `type`, or a value
 // of a wider type that an assignment to `type` truncates.
 void check_assign_range(TypeNode *type, ExprNode *expr);
 
-// Known values (known_values.cpp).  The list is func_state.known_values
+// Known values (typing/known_values.cpp).  The list is func_state.known_values
 // (stmt/stmt_node.h); reads of a variable whose value is known there, and
 // of a const object with a stored value, are replaced by the value.
 

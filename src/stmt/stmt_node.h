@@ -115,7 +115,7 @@ void release_stmts();
 // switches to the directive's tokens and puts it back when it switches
 // back, together with the expression nodes the directive took.
 struct FuncState {
-    // Known values of variables (expr/known_values.cpp): newest-first
+    // Known values of variables (expr/typing/known_values.cpp): newest-first
     // records, `left` an lvalue, `right` its value or null for "known to be
     // unknown", `next_known` the next older record.  Null means nothing is
     // known; it is cut to null wherever control joins and at every call.
