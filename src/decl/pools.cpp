@@ -27,6 +27,7 @@ TypeNode *new_type(int32_t code, TypeNode *next) {
     type->code = uint8_t(code);
     type->next = next;
     type->dbg_label = 0;
+    type->body_shift = 0;
     return type;
 }
 

@@ -113,6 +113,43 @@ Symbol *find_symbol(NameRecord *name, Symbol *from, Symbol *stop);
 Symbol *release_symbols(Symbol *list, Symbol *stop);
 
 // ---------------------------------------------------------------------------
+// Declaration parser.  A declaration is parsed into a work record of Symbol
+// shape on the caller's stack: parse_decl_specifiers fills it from the
+// specifier list (sclass the keyword seen, type, attr; name, flags and value
+// cleared), and each declarator works on a copy of it, so that `int *a, b`
+// gives `b` plain int.  Only a complete declarator enters a list.
+
+// Storage classes allowed where a declaration stands: zero-terminated lists
+// of keyword token codes.  Struct members and type names pass no list.
+extern const uint8_t file_scope_classes[];   // extern, static, typedef
+extern const uint8_t block_classes[];        // extern, static, auto, register, typedef; #pragma attribute
+extern const uint8_t argument_classes[];     // register
+
+// State of the current specifier list.
+extern uint16_t spec_seen;     // keyword bits it held, qualifiers included; 0x40 signed
+extern int32_t implicit_int;   // it gave no type at all
+extern int32_t decl_seen;      // a tag was mentioned, so `struct s;` declares something
+
+// Reads a specifier list into `record`; `allowed` is a class list or null.
+// Returns 0, having consumed nothing, when no declaration starts here.
+int parse_decl_specifiers(Symbol *record, const uint8_t *allowed);
+// Ors src's attribute word into dst's; two different spaces conflict.
+void merge_attrs(Symbol *dst, Symbol *src);
+// Reads one declarator, building on record->type and record->attr and
+// setting record->name.  Returns 1 if a declarator was read, 0 if none.
+int parse_declarator(Symbol *record);
+// With the `(` read: the argument list of the function node `fn`, its args,
+// proto_symbols and proto_tags.  The `)` is left to the caller.
+void parse_arguments(TypeNode *fn);
+// An argument of array or function type becomes a pointer.
+void adjust_argument(Symbol *sym);
+// With struct, union or enum read: the tag and the optional body; returns
+// the type.  The bodies, with `{` read, up to and including `}`:
+TypeNode *parse_tag(int keyword);
+void parse_struct_body(TypeNode *type);
+void parse_enum_body(TypeNode *type);
+
+// ---------------------------------------------------------------------------
 // Pools of records that live for one function: TypeNode here, StmtNode in
 // stmt/stmt_pool.cpp, ExprNode in expr/expr_pool.cpp.  Each pool has a free
 // list and a chain head, both linked through the record's first word `link`.

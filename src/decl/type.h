@@ -116,6 +116,12 @@ struct TypeNode {
         uint32_t size;          // struct, union: size in bytes
         Symbol *proto_tags;     // TY_FUNCTION: tags declared in the arguments
     };
+    // Struct, union: 1 + the largest alignment shift among the members laid
+    // out so far, kept by the layout as each member is made; 0 = not known,
+    // and align_shift walks the members.  So the alignment of a nested or
+    // much-used aggregate costs no walk, and a struct that holds itself
+    // through an array does not send align_shift round in circles.
+    uint8_t body_shift;
 };
 
 // The static base types, made at start and never freed.  Under -f the code

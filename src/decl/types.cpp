@@ -69,6 +69,8 @@ int32_t align_shift_at(TypeNode *type, int nesting) {
             continue;
         case TY_STRUCT:
         case TY_UNION: {
+            if (type->body_shift != 0)
+                return type->body_shift - 1;
             int32_t shift = 0;
             if (nesting >= MAX_MEMBER_NESTING)
                 return shift;

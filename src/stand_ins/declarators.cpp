@@ -1,9 +1,8 @@
 // Stands in for the declaration specifiers and declarators and for the
 // space, section and attribute pragmas, which are not written yet:
 // `#pragma space`, `#pragma section` and `#pragma attribute` are accepted
-// and ignored, string constants stay in the default section, and no type
-// name is recognised, so `(` always opens a parenthesised expression.
-// This file is deleted when the declarator and pragma code lands.
+// and ignored, and string constants stay in the default section.  These
+// definitions go when the pragma code lands.
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
@@ -11,5 +10,3 @@
 NameRecord *literal_section = nullptr;
 
 void declaration_pragma(int, PpToken **) {}
-
-ExprNode *parse_type_name() { return nullptr; }
