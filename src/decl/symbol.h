@@ -173,3 +173,40 @@ T *take_pool_record(T *&free_list, T *&chain) {
 // literals and debug records.  Past 65535 "file too large for label
 // information" is reported at every request.
 int32_t new_label();
+
+// ---------------------------------------------------------------------------
+// File-scope declarations and the end of the unit.
+//
+// A file-scope Symbol is declared (SYM_DECLARED), possibly redeclared and
+// merged, then defined (SYM_DEFINED) by an initialiser, a function body or
+// a flush.  Objects with an initialiser, objects at a fixed address and
+// functions reach the output at once; an object without an initialiser is
+// tentative until flush_symbols reserves its space.
+
+// Set by the first file-scope object or function that defines something.
+extern int32_t object_seen;
+
+// One file-scope declaration with all its declarators, up to and including
+// its `;` or function body.
+void parse_external_declaration();
+// With the `@` behind a declarator read: the address of a fixed-address
+// object.  Also used for block-scope objects.
+void parse_alias(Symbol *sym);
+// Reserves the tentative objects not yet written, newest first.  With
+// `final` 1, at the end of the unit, also writes the public and the used
+// external names and reports the names that stayed undefined; with 0, at
+// `#pragma section`, only the objects.
+void flush_symbols(int final);
+
+// ---------------------------------------------------------------------------
+// `#pragma space`, `#pragma section` and `#pragma attribute`.  Each reads
+// the tokens of its line up to the `;` that stands for the line end and
+// leaves that unread.  The directive layer hands them over through
+// declaration_pragma (preproc/directives.h).
+void pragma_space();
+void pragma_section();
+void pragma_attribute();
+// Gives a new file-scope Symbol (no typedef) the attributes that a
+// `#pragma attribute` declared for its name, after checking that the two
+// declarations agree.
+void check_pragma_attribute(Symbol *sym);

@@ -4,16 +4,11 @@
 // that close the unit, in a fixed order.
 #include <cstdlib>
 
+#include "decl/symbol.h"
 #include "driver/options.h"
 #include "lexer/token.h"
 #include "output/records.h"
 #include "preproc/directives.h"
-
-// The declaration layer: one file-scope declaration per call, the output of
-// what stays open at the end of the unit, and whether anything was defined.
-void parse_external_declaration();
-void flush_symbols(int final);
-extern int32_t object_seen;
 
 void translate_unit() {
     start_intermediate_file();

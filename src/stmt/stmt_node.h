@@ -155,3 +155,14 @@ bool loop_invariant(ExprNode *expression);
 // Statement rewriting, for the statements that run in front of an
 // expression.
 void rewrite_stmt(StmtNode *statement);
+
+// ---------------------------------------------------------------------------
+// File-scope definitions, called by the external declaration parser.
+
+// The initialiser of a file-scope object, if any: gives non-zero when the
+// declaration defines the object or may do so (a tentative definition).
+int parse_global_initializer(Symbol *sym);
+// A function declarator's body, if one follows: gives 1 when a body was
+// parsed, 0 for a declaration only, with the token behind the declarator
+// next.  `line` is the line where the declarator began.
+int define_function(Symbol *sym, uint32_t line);
