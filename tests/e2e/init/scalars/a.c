@@ -13,3 +13,4 @@ int braced = { 7 };
 enum color { RED, GREEN = 250 } e = GREEN;
 int expr = (1 << 4) + sizeof(double) * 2;
 char *null = 0;
+extern int ext = 3;       /* a definition after all */
