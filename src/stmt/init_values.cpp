@@ -74,8 +74,6 @@ bool convert_value(TypeNode *type, ExprNode *e) {
 // of which float is the third and double the fourth.
 void place_literal_label(ExprNode *e, const TypeNode *type) {
     StringConst *literal = e->literal;
-    if (literal == nullptr)
-        return;
     if (literal->label == 0) {
         literal->label = uint16_t(new_label());
         new_label();
@@ -114,7 +112,7 @@ bool write_value(TypeNode *type, ExprNode *e, bool keep, uint16_t attr) {
         write_int_value(uint32_t(e->value), width);
         return true;
     }
-    if (!is_real_const(e)) {
+    if (!is_real_const(e) || e->literal == nullptr) {
         static const double zero = 0.0;
         write_float_value(&zero, width);
         return false;

@@ -24,17 +24,14 @@
 
 namespace {
 
-// The `{` of an aggregate level, if it stands next.  Without it the level
-// is elided, which the outermost one may not be; `report_first` tells
-// whether the message stands on the token read or in front of it.
-bool open_brace(int top, bool report_first) {
+// The `{` of a struct or union, if it stands next.  Without it the level
+// is elided, which the outermost one may not be.
+bool open_brace(int top) {
     if (next_token()->code == TOK_LBRACE)
         return true;
-    if (top && report_first)
+    if (top)
         report("missing {");
     unget_token();
-    if (top && !report_first)
-        report("missing {");
     return false;
 }
 
@@ -281,7 +278,7 @@ void init_array(TypeNode **slot, ExprNode **keep, uint16_t attr, int top) {
 }
 
 void init_struct(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
-    bool braced = open_brace(top, true);
+    bool braced = open_brace(top);
     if (type->members == nullptr) {
         init_incomplete("unknown structure", braced);
     } else {
@@ -313,7 +310,7 @@ void init_struct(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
 }
 
 void init_union(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
-    bool braced = open_brace(top, true);
+    bool braced = open_brace(top);
     if (type->members == nullptr) {
         init_incomplete("unknown union", braced);
     } else {

@@ -6,6 +6,7 @@ int once = 2;
 int missing = ;
 int empty[3] = { };
 int *bad_pointer = 5;
+int *copy = bad_pointer;
 char @tiny *narrow = (char *)&once;
 int pointer_value = &once;
 int not_constant = once;
