@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""Compiles the file-scope declarations of the corpus programs tagged c89.
+
+usage: corpus_declarations.py CORPUS_DIR INCLUDE_DIR
+
+Every program N.c of CORPUS_DIR whose N.c.tags holds the line `c89` is
+compiled by `zcppc -i INCLUDE_DIR`, INCLUDE_DIR holding small headers that
+declare the library functions the programs call.  The declarations in front
+of the program's first function body must give no message: a message on a
+line up to that of the body's `{`, or in a header, is a failure.  What
+follows the first body is not judged here.
+
+The first body is found on the text: the first `{` outside any bracket that
+does not open an initialiser (behind `=`) or a struct, union or enum body.
+
+Two kinds of message are not held against a program.  Initialisers are not
+read yet: each is refused as a "syntax error" at its `=`, which the check
+passes over by its place in the text, so it judges them once they are
+read.  And a few programs tagged c89 use what C89 does not have and this
+compiler reports; they are listed in OUTSIDE_C89 and not compiled.
+
+Prints each failing program with its messages, then one line with the
+counts; exits 1 on any failure.
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+TOKEN = re.compile(r"""
+    (?P<comment>/\*.*?\*/|//[^\n]*)
+  | (?P<string>"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*')
+  | (?P<word>[A-Za-z_]\w*)
+  | (?P<newline>\n)
+  | (?P<other>\S)
+""", re.S | re.X)
+
+TAG_KEYWORDS = {"struct", "union", "enum"}
+
+# Programs tagged c89 that step outside the language this compiler takes.
+OUTSIDE_C89 = {
+    "00054.c": "a comma behind the last enumeration constant",
+    "00055.c": "a comma behind the last enumeration constant",
+    "00084.c": "a macro with a variable argument list",
+    "00097.c": "macros with a variable argument list",
+    "00170.c": "an enum declared ahead of its definition",
+    "00209.c": "enums used without a definition",
+    "00210.c": "__attribute__",
+}
+
+
+def without_directives(text):
+    """The text with every preprocessing line blanked, line count kept."""
+    lines = text.split("\n")
+    out = []
+    continued = False
+    for line in lines:
+        directive = continued or line.lstrip().startswith("#")
+        continued = directive and line.endswith("\\")
+        out.append("" if directive else line)
+    return "\n".join(out)
+
+
+def first_body_line(text):
+    """The line of the first function body's `{`, or None."""
+    line = 1
+    depth = 0
+    previous = []          # the significant tokens at depth 0, last two
+    for match in TOKEN.finditer(without_directives(text)):
+        kind = match.lastgroup
+        spelling = match.group()
+        if kind == "newline":
+            line += 1
+            continue
+        if kind == "comment":
+            line += spelling.count("\n")
+            continue
+        if spelling in "([{":
+            if spelling == "{" and depth == 0:
+                opens_tag = previous[-1:] and (
+                    previous[-1] in TAG_KEYWORDS or
+                    (len(previous) == 2 and previous[0] in TAG_KEYWORDS))
+                if not opens_tag and previous[-1:] != ["="]:
+                    return line
+            depth += 1
+        elif spelling in ")]}":
+            depth = max(depth - 1, 0)
+            if depth == 0:
+                previous = [spelling]
+        elif depth == 0:
+            previous = (previous + [spelling])[-2:]
+    return None
+
+
+def is_c89(path):
+    try:
+        with open(path + ".tags") as f:
+            return "c89" in (tag.strip() for tag in f)
+    except OSError:
+        return False
+
+
+# "#error zcppc FILE:LINE(COLUMN+LENGTH) text", the place in brackets optional.
+MESSAGE = re.compile(r"^#(?:error|warning) \S+ (.*?):(\d+)(?:\((\d+)(?:\+\d+)?\))? (.*)$")
+
+
+def at_initializer(lines, line, column):
+    """The place is the `=` in front of an initialiser."""
+    return 0 < line <= len(lines) and lines[line - 1][column:column + 1] == "="
+
+
+def check(program, include, workdir):
+    """The messages that stand in front of the program's first body."""
+    with open(program, encoding="latin-1") as f:
+        text = f.read()
+    body = first_body_line(text)
+    lines = text.split("\n")
+    out = os.path.join(workdir, "unit.o")
+    run = subprocess.run(["zcppc", "-i", include, "-o", out, program],
+                         capture_output=True, text=True, errors="replace")
+    bad = []
+    for message in run.stderr.splitlines():
+        match = MESSAGE.match(message)
+        if match is None:
+            bad.append(message)
+            continue
+        name, line = match.group(1), int(match.group(2))
+        in_program = os.path.basename(name) == os.path.basename(program)
+        if (in_program and match.group(4) == "syntax error" and match.group(3) is not None
+                and at_initializer(lines, line, int(match.group(3)))):
+            continue
+        if not in_program or body is None or line <= body:
+            bad.append(message)
+    return bad
+
+
+def main():
+    corpus, include = sys.argv[1], os.path.abspath(sys.argv[2])
+    programs = sorted(os.path.join(corpus, name) for name in os.listdir(corpus)
+                      if name.endswith(".c") and name not in OUTSIDE_C89
+                      and is_c89(os.path.join(corpus, name)))
+    failures = 0
+    with tempfile.TemporaryDirectory() as workdir:
+        for program in programs:
+            bad = check(program, include, workdir)
+            if bad:
+                failures += 1
+                print(os.path.basename(program) + ":")
+                for message in bad:
+                    print("  " + message)
+    print("%d programs checked, %d with messages in front of their first function body"
+          % (len(programs), failures))
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

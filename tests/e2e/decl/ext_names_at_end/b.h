@@ -1,0 +1,1 @@
+char b0[  sizeof in_header];

@@ -1,0 +1,2 @@
+#pragma attribute ;
+#pragma attribute

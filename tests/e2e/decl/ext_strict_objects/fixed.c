@@ -1,0 +1,2 @@
+extern int e;
+int x @ 0x10;

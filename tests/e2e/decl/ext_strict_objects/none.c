@@ -1,0 +1,4 @@
+typedef int T;
+extern int e;
+int f(void);
+struct s { int a; };
