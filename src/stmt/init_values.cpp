@@ -41,7 +41,7 @@ void check_pointer_value(TypeNode *type, ExprNode *e, TypeNode *folded_type) {
         report("invalid pointer initializer");
 }
 
-// Brings a value for an arithmetic `type` to a constant of its kind.
+// Brings a value for `type`, which is no pointer, to a constant of its kind.
 // False, after a report, when it is none.
 bool convert_value(TypeNode *type, ExprNode *e) {
     if (e->type->code == TY_POINTER) {
