@@ -113,6 +113,26 @@ Symbol *find_symbol(NameRecord *name, Symbol *from, Symbol *stop);
 Symbol *release_symbols(Symbol *list, Symbol *stop);
 
 // ---------------------------------------------------------------------------
+// Pools of records that live for one function: TypeNode here, StmtNode in
+// stmt/stmt_pool.cpp, ExprNode in expr/expr_pool.cpp.  Each pool has a free
+// list and a chain head, both linked through the record's first word `link`.
+// A record from the heap is linked to the chain head and becomes the new
+// head; a record popped from the free list keeps its `link`.  Giving
+// everything back is then one assignment: the free list becomes the chain.
+template <typename T>
+T *take_pool_record(T *&free_list, T *&chain) {
+    T *record;
+    if (free_list != nullptr) {
+        record = free_list;
+        free_list = record->link;
+    } else {
+        record = static_cast<T *>(checked_alloc(sizeof(T), chain));
+        chain = record;
+    }
+    return record;
+}
+
+// ---------------------------------------------------------------------------
 // Declaration parser.  A declaration is parsed into a work record of Symbol
 // shape on the caller's stack: parse_decl_specifiers fills it from the
 // specifier list (sclass the keyword seen, type, attr; name, flags and value
@@ -148,26 +168,6 @@ void adjust_argument(Symbol *sym);
 TypeNode *parse_tag(int keyword);
 void parse_struct_body(TypeNode *type);
 void parse_enum_body(TypeNode *type);
-
-// ---------------------------------------------------------------------------
-// Pools of records that live for one function: TypeNode here, StmtNode in
-// stmt/stmt_pool.cpp, ExprNode in expr/expr_pool.cpp.  Each pool has a free
-// list and a chain head, both linked through the record's first word `link`.
-// A record from the heap is linked to the chain head and becomes the new
-// head; a record popped from the free list keeps its `link`.  Giving
-// everything back is then one assignment: the free list becomes the chain.
-template <typename T>
-T *take_pool_record(T *&free_list, T *&chain) {
-    T *record;
-    if (free_list != nullptr) {
-        record = free_list;
-        free_list = record->link;
-    } else {
-        record = static_cast<T *>(checked_alloc(sizeof(T), chain));
-        chain = record;
-    }
-    return record;
-}
 
 // Label numbers: odd, from 3, one number space for code labels, statics,
 // literals and debug records.  Past 65535 "file too large for label
