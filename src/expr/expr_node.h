@@ -213,6 +213,12 @@ ExprNode *cast_expr(ExprNode *e);
 // Reduces the constant `e` to the width of `type`; with `warn`, a change
 // is reported.
 void truncate_const(ExprNode *e, TypeNode *type, int warn);
+// The value of an integer constant of type `code` as a double: unsigned
+// types read as unsigned.
+double integer_as_double(int32_t value, int code);
+// A real value truncated toward zero to 32 bits, as a conversion of a
+// real constant to an integer type computes it.
+int32_t real_to_int32(double value);
 
 // ---------------------------------------------------------------------------
 // Assignments (typing/assign.cpp).

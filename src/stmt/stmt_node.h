@@ -161,7 +161,19 @@ void rewrite_stmt(StmtNode *statement);
 
 // The initialiser of a file-scope object, if any: gives non-zero when the
 // declaration defines the object or may do so (a tentative definition).
+// Its data go to the output value by value while the tokens are read; a
+// const, non-volatile object also keeps them in `init`, for reads of it
+// that later expressions replace by the value.
 int parse_global_initializer(Symbol *sym);
+
+// Initialisers (stmt/initializer.cpp).  The value of one object or element
+// of type `*slot`, written in storage order between write_data_begin and
+// write_data_end.  `slot` is the field that holds the type, since an array
+// of unknown size gets a new type node of the size found.  `keep` is where
+// the stored value record goes, or null for none; `attr` is the object's
+// attribute word; `top` is 1 at the outermost level of the object, where an
+// aggregate requires its brace.  func_state.in_data_init must be set.
+void init_any(TypeNode **slot, ExprNode **keep, uint16_t attr, int top);
 // A function declarator's body, if one follows: gives 1 when a body was
 // parsed, 0 for a declaration only, with the token behind the declarator
 // next.  `line` is the line where the declarator began.

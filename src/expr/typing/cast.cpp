@@ -28,39 +28,6 @@ ExprNode *retype_const(ExprNode *x, TypeNode *type) {
     return x;
 }
 
-// The value of an integer constant of type `code` as the source reads it.
-double integer_as_double(int32_t value, int code) {
-    switch (code) {
-    case TY_UCHAR:
-    case TY_CHAR_BITS:
-        return double(uint8_t(value));
-    case TY_USHORT:
-    case TY_SHORT_BITS:
-        return double(uint16_t(value));
-    case TY_UINT:
-    case TY_INT_BITS:
-    case TY_ULONG:
-        return double(uint32_t(value));
-    default:
-        return double(value);
-    }
-}
-
-// A real value truncated toward zero to 32 bits.  Values of the unsigned
-// range keep their bits; what lies outside both ranges wraps around, and
-// what has no integer value gives 0.
-int32_t real_to_int32(double value) {
-    if (std::isnan(value) || std::isinf(value))
-        return 0;
-    double whole = std::trunc(value);
-    if (whole >= -2147483648.0 && whole < 2147483648.0)
-        return int32_t(whole);
-    double wrapped = std::fmod(whole, 4294967296.0);
-    if (wrapped < 0)
-        wrapped += 4294967296.0;
-    return int32_t(uint32_t(wrapped));
-}
-
 ExprNode *cast_to_real(ExprNode *e, ExprNode *x, TypeNode *target) {
     TypeNode *source = x->type;
     if (!is_arith_code(source->code))
@@ -164,6 +131,39 @@ ExprNode *cast_to_integer(ExprNode *e, ExprNode *x, TypeNode *target) {
 }
 
 } // namespace
+
+// The value of an integer constant of type `code` as the source reads it.
+double integer_as_double(int32_t value, int code) {
+    switch (code) {
+    case TY_UCHAR:
+    case TY_CHAR_BITS:
+        return double(uint8_t(value));
+    case TY_USHORT:
+    case TY_SHORT_BITS:
+        return double(uint16_t(value));
+    case TY_UINT:
+    case TY_INT_BITS:
+    case TY_ULONG:
+        return double(uint32_t(value));
+    default:
+        return double(value);
+    }
+}
+
+// A real value truncated toward zero to 32 bits.  Values of the unsigned
+// range keep their bits; what lies outside both ranges wraps around, and
+// what has no integer value gives 0.
+int32_t real_to_int32(double value) {
+    if (std::isnan(value) || std::isinf(value))
+        return 0;
+    double whole = std::trunc(value);
+    if (whole >= -2147483648.0 && whole < 2147483648.0)
+        return int32_t(whole);
+    double wrapped = std::fmod(whole, 4294967296.0);
+    if (wrapped < 0)
+        wrapped += 4294967296.0;
+    return int32_t(uint32_t(wrapped));
+}
 
 ExprNode *cast_expr(ExprNode *e) {
     TypeNode *target = e->type;

@@ -1,0 +1,15 @@
+const int c = 5;
+int from_c = c * 2;
+static const char s[] = "ab";
+char s1 = s[1] + 0;
+char s2 = s[2] + 0;                 /* the terminating zero */
+const struct { int a; int b; } v = { 1 };
+int vb = v.b + 0;                   /* past the values given: zero */
+const struct { char c; int i; short h[3]; } w = { 'x', 7, { 1, 2 } };
+int wi = w.i + w.h[1] + w.h[2];     /* 7 + 2 + 0, over the padding */
+const struct { unsigned a:3, b:5; char c; } bits = { 5, 9, 'q' };
+int from_bits = bits.b * 10 + bits.a;
+const int arr[] = { 10, 20, 30 };
+int from_arr = arr[2] - arr[0];
+const char text[8] = "str";
+int from_text = text[2] + text[5];

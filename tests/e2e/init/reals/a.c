@@ -1,0 +1,9 @@
+double d = 1.5;
+float f = 0.1;
+double from_int = -3;
+const double k = 2.5;           /* its storage is the literal 2.5 as a double */
+const float kf = 2.5;           /* and this one the literal as a float */
+const double again = 2.5;       /* the label is set once only */
+const double @eeprom user = 2.5;  /* a space of the source's own: no label */
+const double pair[2] = { 0.5, 2.5 };
+double twice = k * 2;

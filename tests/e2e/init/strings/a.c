@@ -1,0 +1,9 @@
+char fits[3] = "abc";     /* no room for the 0: three single bytes */
+char exact[4] = "abc";
+char larger[9] = "abc";   /* the rest is zero */
+char open[] = "abc";      /* the size comes from the string: 4 */
+char braced[] = { "abc" };
+unsigned char high[2] = "\xff\x80";
+char empty[] = "";
+char in_struct[2][4] = { "ab", "xyz" };
+struct { char tag[3]; char name[8]; } rec = { "ok", "joined" "x" };
