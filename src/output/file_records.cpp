@@ -42,23 +42,33 @@ void write_file_header() {
 // The block holds the name as opened.  Under -xp it holds the part behind
 // the last separator, then a 0 byte and the directory up to and including
 // the separator, all counted in the one length byte.  A name too long for
-// that byte loses its directory part first, then its tail.
+// that byte keeps its end, the part that tells files apart: its last
+// characters, and under -xp the whole file part with as much of the end of
+// the directory as still fits.
 void write_source_file(const char *name) {
     if (!name || name == last_file_name) return;
     last_file_name = name;
     size_t length = std::strlen(name);
     const char *file = name;
     size_t file_length = length, dir_length = 0;
+    const char *dir = name;
     if (opt_xp) {
         const char *separator = last_path_separator(name);
         if (separator) {
             file = separator + 1;
             file_length = length - size_t(file - name);
             dir_length = size_t(file - name);
-            if (file_length + 1 + dir_length > MAX_NAME_TEXT) dir_length = 0;
         }
     }
-    if (file_length > MAX_NAME_TEXT) file_length = MAX_NAME_TEXT;
+    if (file_length > MAX_NAME_TEXT) {
+        file += file_length - MAX_NAME_TEXT;
+        file_length = MAX_NAME_TEXT;
+    }
+    if (dir_length != 0 && file_length + 1 + dir_length > MAX_NAME_TEXT) {
+        size_t room = file_length + 1 < MAX_NAME_TEXT ? MAX_NAME_TEXT - file_length - 1 : 0;
+        dir += dir_length - room;
+        dir_length = room;
+    }
     size_t text_length = dir_length ? file_length + 1 + dir_length : file_length;
     put_byte(REC_SOURCE_FILE);
     put_byte(uint32_t(text_length + 1));
@@ -67,7 +77,7 @@ void write_source_file(const char *name) {
     put_bytes(file, file_length);
     if (dir_length) {
         put_byte(0);
-        put_bytes(name, dir_length);
+        put_bytes(dir, dir_length);
     }
 }
 
