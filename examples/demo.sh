@@ -14,3 +14,6 @@ echo "\$ zcppc -md -o demo.o demo.c"
 echo
 echo "\$ zcppc -l -o startup.o startup.c && zirdump startup.o"
 "$bin/zcppc" -l -o "$out/startup.o" startup.c && "$bin/zirdump" "$out/startup.o"
+echo
+echo "\$ zcppc -o data.o data.c && zirdump data.o"
+"$bin/zcppc" -o "$out/data.o" data.c && "$bin/zirdump" "$out/data.o"
