@@ -13,11 +13,8 @@ follows the first body is not judged here.
 The first body is found on the text: the first `{` outside any bracket that
 does not open an initialiser (behind `=`) or a struct, union or enum body.
 
-Two kinds of message are not held against a program.  Initialisers are not
-read yet: each is refused as a "syntax error" at its `=`, which the check
-passes over by its place in the text, so it judges them once they are
-read.  And a few programs tagged c89 use what C89 does not have and this
-compiler reports; they are listed in OUTSIDE_C89 and not compiled.
+A few programs tagged c89 use what C89 does not have and this compiler
+reports; they are listed in OUTSIDE_C89 and not compiled.
 
 Prints each failing program with its messages, then one line with the
 counts; exits 1 on any failure.
@@ -105,17 +102,11 @@ def is_c89(path):
 MESSAGE = re.compile(r"^#(?:error|warning) \S+ (.*?):(\d+)(?:\((\d+)(?:\+\d+)?\))? (.*)$")
 
 
-def at_initializer(lines, line, column):
-    """The place is the `=` in front of an initialiser."""
-    return 0 < line <= len(lines) and lines[line - 1][column:column + 1] == "="
-
-
 def check(program, include, workdir):
     """The messages that stand in front of the program's first body."""
     with open(program, encoding="latin-1") as f:
         text = f.read()
     body = first_body_line(text)
-    lines = text.split("\n")
     out = os.path.join(workdir, "unit.o")
     run = subprocess.run(["zcppc", "-i", include, "-o", out, program],
                          capture_output=True, text=True, errors="replace")
@@ -127,9 +118,6 @@ def check(program, include, workdir):
             continue
         name, line = match.group(1), int(match.group(2))
         in_program = os.path.basename(name) == os.path.basename(program)
-        if (in_program and match.group(4) == "syntax error" and match.group(3) is not None
-                and at_initializer(lines, line, int(match.group(3)))):
-            continue
         if not in_program or body is None or line <= body:
             bad.append(message)
     return bad
