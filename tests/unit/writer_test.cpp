@@ -291,9 +291,13 @@ TEST_F(Writer, LiteralsGetALabelAndAreWrittenOnceNewestFirst) {
 TEST_F(Writer, FileLevelRecords) {
     static const char a_name[] = "a.c", other_a[] = "a.c";
     const Bytes a_record = {0x13, 4, 0, 0, 0, 'a', '.', 'c'};
-    std::string path = std::string(200, 'd') + "/" + std::string(100, 'f'), very_long(300, 'v');
-    Bytes long_file = {0x13, 101, 0, 0, 0}, cut_name = {0x13, 255, 0, 0, 0};
+    std::string path = std::string(200, 'd') + "/" + std::string(100, 'f');
+    std::string very_long = std::string(46, 'u') + std::string(254, 'v');
+    Bytes long_file = {0x13, 255, 0, 0, 0}, cut_name = {0x13, 255, 0, 0, 0};
     long_file.insert(long_file.end(), 100, 'f');
+    long_file.push_back(0);
+    long_file.insert(long_file.end(), 152, 'd');
+    long_file.push_back('/');
     cut_name.insert(cut_name.end(), 254, 'v');
     auto xp = [](const char *name) { opt_xp = 1; write_source_file(name); opt_xp = 0; };
     Symbol *saved = space_list;
@@ -313,8 +317,8 @@ TEST_F(Writer, FileLevelRecords) {
         {"-xp: a drive and backslashes", [&] { xp("c:\\t\\m.c"); },
          {0x13, 10, 0, 0, 0, 'm', '.', 'c', 0, 'c', ':', '\\', 't', '\\'}},
         {"-xp: no directory part", [&] { xp("m.c"); }, {0x13, 4, 0, 0, 0, 'm', '.', 'c'}},
-        {"-xp: a directory that does not fit is left out", [&] { xp(path.c_str()); }, long_file},
-        {"a name too long is cut", [&] { write_source_file(very_long.c_str()); }, cut_name},
+        {"-xp: a directory that does not fit keeps its end", [&] { xp(path.c_str()); }, long_file},
+        {"a name too long keeps its end", [&] { write_source_file(very_long.c_str()); }, cut_name},
         {"space names", [&] { space_list = &second; write_space_names(); },
          {0xBA, 5, 0, 0, 0, 's', 'r', 'a', 'm', 0xBA, 3, 0, 0, 0, 'i', 'o'}},
         {"space names once", [] { write_space_names(); }, {}},
