@@ -16,7 +16,7 @@
 #include "lexer/token.h"
 #include "preproc/pptoken.h"
 #include "message_capture.h"
-#include "tree_print.h"
+#include "type_text.h"
 
 extern "C" const char *__asan_default_options() {
     return "detect_leaks=0";
@@ -65,7 +65,7 @@ std::string chain(const TypeNode *t) {
         case TY_ARRAY: text += "[" + std::to_string(t->dim) + "] "; break;
         case TY_FUNCTION: text += arguments(t->args) + " "; break;
         case TY_ENUM: return text + "enum";
-        default: return text + tree_print::type_text(t);
+        default: return text + type_text(t);
         }
     }
     return text + "null";

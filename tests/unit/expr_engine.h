@@ -35,30 +35,13 @@
 #include "preproc/directives.h"
 #include "preproc/pptoken.h"
 #include "stmt/stmt_node.h"
+#include "type_text.h"
 
 // Records live to the end of the run, as in the whole program; a sanitizer
 // build is not to count them as leaks.
 extern "C" const char *__asan_default_options() { return "detect_leaks=0"; }
 
 namespace engine {
-
-inline std::string type_text(const TypeNode *t) {
-    static const std::map<int, const char *> names = {
-        {TY_CHAR, "c"}, {TY_UCHAR, "uc"}, {TY_SHORT, "s"}, {TY_USHORT, "us"}, {TY_INT, "i"}, {TY_UINT, "ui"},
-        {TY_LONG, "l"}, {TY_ULONG, "ul"}, {TY_FLOAT, "f"}, {TY_DOUBLE, "d"}, {TY_VOID, "v"}, {TY_ENUM, "enum"},
-        {TY_STRUCT, "struct"}};
-    static const char *const spaces[] = {"", "t", "n", "f"};
-    if (t == nullptr)
-        return "?";
-    if (is_bit_field_code(t->code))
-        return "bits" + std::to_string(t->bit_width) + "@" + std::to_string(t->bit_offset);
-    if (t->code == TY_POINTER)
-        return type_text(t->next) + "*" + spaces[(t->attr & ATTR_SPACE) >> 12] +
-               (t->attr & ATTR_CONST ? "c" : "") + (t->attr & ATTR_VOLATILE ? "v" : "");
-    if (t->code == TY_ARRAY || t->code == TY_FUNCTION)
-        return type_text(t->next) + (t->code == TY_ARRAY ? "[" + std::to_string(t->dim) + "]" : "()");
-    return names.at(t->code);
-}
 
 inline std::string leaf_text(const ExprNode *e) {
     unsigned flags = unsigned(e->lflags & 0xFF);

@@ -57,6 +57,6 @@ TEST(Fold, NarrowTypeKeepsTheSignOfTheNode) {
         ExprNode *e = make_int_const(nullptr, 0);
         e->type = type;
         narrow_type(e, code);
-        EXPECT_EQ(engine::type_text(e->type), expected) << engine::type_text(type) << " to " << code;
+        EXPECT_EQ(type_text(e->type), expected) << type_text(type) << " to " << code;
     }
 }
