@@ -168,8 +168,8 @@ Token *place_bit_field(Body &body, Symbol *member, TypeNode *type) {
 // The members of an anonymous struct or union, copied into the body at
 // their offsets from the anonymous member's.  Copies out of a union but the
 // first are aliases of storage that another copy names.  A body that
-// completed its own tag from inside (`union t { union t {...}; }`) is the
-// list being copied: the walk stops at the first copy, which it would
+// takes its own type as an anonymous member (`struct a { int x; struct a; }`)
+// is the list being copied: the walk stops at the first copy, which it would
 // otherwise chase for ever.
 void copy_anonymous(Body &body, Symbol *anonymous) {
     bool from_union = anonymous->type->code == TY_UNION;
@@ -228,13 +228,9 @@ void check_member(const Body &body, Symbol *decl, int *implicit_mark) {
         report("W1implicit int type in struct/union declaration");
         *implicit_mark = 0;
     }
-    // An array of the struct being defined would hold it as well.
     TypeNode *type = decl->type;
-    TypeNode *held = type;
-    while (held->code == TY_ARRAY)
-        held = held->next;
-    if (is_struct_or_union(held) && held->tag != nullptr && (held->tag->flags & SYM_OPEN))
-        report_name("embedded usage of tag name %.*s", held->tag->name);
+    if (is_struct_or_union(type) && type->tag != nullptr && (type->tag->flags & SYM_OPEN))
+        report_name("embedded usage of tag name %.*s", type->tag->name);
     else if (is_undefined_enum(type))
         report("incomplete enum type");
 }
