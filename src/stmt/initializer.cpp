@@ -13,6 +13,8 @@
 // replaced by the value.
 #include "stmt/initializer.h"
 
+#include <unordered_set>
+
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
@@ -162,6 +164,16 @@ void init_incomplete(const char *message, bool braced) {
         recovery_target = TOK_RBRACE;
 }
 
+// The structs and unions whose values are being read, outermost first.  A
+// type that is among them already holds itself, which its declaration
+// reported: as an elided level it would be entered again and again without
+// a token read, so it is taken as one that was only declared.
+std::unordered_set<const TypeNode *> open_aggregates;
+
+bool enter_aggregate(const TypeNode *type) { return open_aggregates.insert(type).second; }
+
+void leave_aggregate(const TypeNode *type) { open_aggregates.erase(type); }
+
 // Fills the members in order, from `m` on.  Gives whether every member got
 // a value and the comma behind the last one was read.
 bool fill_members(StructImage &image, Symbol *m, uint16_t attr) {
@@ -279,7 +291,7 @@ void init_array(TypeNode **slot, ExprNode **keep, uint16_t attr, int top) {
 
 void init_struct(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
     bool braced = open_brace(top);
-    if (type->members == nullptr) {
+    if (type->members == nullptr || !enter_aggregate(type)) {
         init_incomplete("unknown structure", braced);
     } else {
         StructImage image{};
@@ -304,6 +316,7 @@ void init_struct(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
                 unget_token();
             }
         }
+        leave_aggregate(type);
     }
     if (braced)
         expect_token(TOK_RBRACE);
@@ -311,7 +324,7 @@ void init_struct(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
 
 void init_union(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
     bool braced = open_brace(top);
-    if (type->members == nullptr) {
+    if (type->members == nullptr || !enter_aggregate(type)) {
         init_incomplete("unknown union", braced);
     } else {
         // The first member takes the value, the rest of the union is zero.
@@ -329,6 +342,7 @@ void init_union(TypeNode *type, ExprNode **keep, uint16_t attr, int top) {
         finish_unit(image);
         if (type->size > image.pos)
             write_space(type->size - image.pos);
+        leave_aggregate(type);
     }
     if (braced)
         expect_token(TOK_RBRACE);

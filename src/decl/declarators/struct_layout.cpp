@@ -167,14 +167,20 @@ Token *place_bit_field(Body &body, Symbol *member, TypeNode *type) {
 
 // The members of an anonymous struct or union, copied into the body at
 // their offsets from the anonymous member's.  Copies out of a union but the
-// first are aliases of storage that another copy names.
+// first are aliases of storage that another copy names.  A body that
+// takes its own type as an anonymous member (`struct a { int x; struct a; }`)
+// is the list being copied: the walk stops at the first copy, which it would
+// otherwise chase for ever.
 void copy_anonymous(Body &body, Symbol *anonymous) {
     bool from_union = anonymous->type->code == TY_UNION;
     bool first = true;
-    for (Symbol *m = anonymous->type->members; m != nullptr; m = m->next) {
+    Symbol *first_copy = nullptr;
+    for (Symbol *m = anonymous->type->members; m != nullptr && m != first_copy; m = m->next) {
         if (among_members(body, m->name))
             report_name("redefined anonymous member %.*s", m->name);
         Symbol *copy = append_member(body, m->name, m->type, anonymous->attr);
+        if (first_copy == nullptr)
+            first_copy = copy;
         copy->value = m->value + anonymous->value;
         copy->flags |= m->flags & SYM_ANON_ALIAS;
         if (from_union && !first)

@@ -102,7 +102,9 @@ TypeNode *parse_tag(int keyword) {
         } else if (body) {
             if (!found.current) {
                 tag = nullptr;
-            } else if (type->members != nullptr) {
+            } else if (type->members != nullptr || (tag->flags & SYM_OPEN)) {
+                // A body inside its own tag's body would make the type
+                // hold itself.
                 report("redefined tag name %.*s", name->length, name->text);
                 tag = nullptr;
             }

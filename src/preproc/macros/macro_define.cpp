@@ -215,8 +215,18 @@ std::unordered_map<std::string_view, MacroDef *> &macro_index() {
     return index;
 }
 
+// The length of a macro's name.  Not strlen: a second definition is parsed
+// under its name with the first character moved down, which makes that
+// character 0 for a name beginning with `A`.  name_length stops at 255, and
+// the characters behind the first are never 0.
+size_t name_size(const MacroDef *macro) {
+    if (macro->name_length < 255)
+        return macro->name_length;
+    return 255 + std::strlen(macro->name + 255);
+}
+
 void free_macro(MacroDef *macro) {
-    macro_index().erase(std::string_view(macro->name));
+    macro_index().erase(std::string_view(macro->name, name_size(macro)));
     if (macro->body)
         std::free(macro->body->space);
     pptoken_free_list(macro->body);
