@@ -287,7 +287,7 @@ ExprNode *variable_leaf(Symbol *sym, TypeNode *type, uintptr_t lflags) {
 
 void report_unreachable_at(const StmtNode *statement) {
     Token place{};
-    place.code = TOK_NONE;
+    place.code = TOK_IDENT;   // any code but 0, which means "no token"
     place.line = statement->line;
     place.column = statement->col;
     Token *saved = last_token;
