@@ -30,7 +30,7 @@ struct ArgumentArea {
 // arrives in a register.
 void place_argument(Symbol *s, ArgumentArea &area) {
     uint16_t space = s->attr & (ATTR_SPACE | ATTR_USER);
-    if (space != (data_defaults[2] & (ATTR_SPACE | ATTR_USER)))
+    if (space != 0 && space != (data_defaults[2] & (ATTR_SPACE | ATTR_USER)))
         report_name("invalid space for argument %.*s", s->name);
     TypeNode *t = promote_type(s->type, 1);
     if (assign_arg_register(t, 0, s) == 0)

@@ -69,7 +69,8 @@ void settle_class(Symbol *sym) {
     }
     if (sym->sclass != SC_TYPEDEF)
         apply_default_attrs(&sym->attr, sym->sclass, sym->type->code);
-    if (sym->sclass == SC_AUTO && space_of(sym->attr) != space_of(data_defaults[2]))
+    if (sym->sclass == SC_AUTO && space_of(sym->attr) != 0 &&
+        space_of(sym->attr) != space_of(data_defaults[2]))
         report_name("invalid space for local %.*s", sym);
 }
 

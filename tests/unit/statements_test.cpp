@@ -244,3 +244,46 @@ TEST_F(Statements, KnownValuesAcrossStatements) {
         label_list = nullptr;
     }
 }
+
+// Arguments passed wider than declared: the target is big-endian, so a
+// narrow one names the last bytes of its slot, and a used float, passed as
+// a double, is narrowed into its slot by the first statement of the body.
+TEST_F(Statements, WidenedArgumentsAtTheEndOfTheBody) {
+    Symbol *outer = symbol_list;
+    struct Arg { const char *name; TypeNode *type; uint32_t offset; bool widened; } args[] = {
+        {"c", &type_char, 0, true}, {"s", &type_ushort, 4, true}, {"f", &type_float, 8, true},
+        {"unused", &type_float, 16, true}, {"n", &type_int, 24, false},
+    };
+    Symbol *made[5];
+    for (int k = 0; k < 5; k++) {
+        made[k] = new_symbol(&symbol_list, intern_name(args[k].name, unsigned(std::strlen(args[k].name))),
+                             SC_ARG, args[k].type);
+        made[k]->value = args[k].offset;
+        made[k]->flags = SYM_DECLARED | (args[k].widened ? uint32_t(SYM_ARG_WIDENED) : 0u);
+    }
+    texts.emplace_back("return c + s + f + n; }\n");
+    PpToken *list = scan_line(texts.back().data());
+    token_source_switch(list);
+    StmtNode *scratch = nullptr;
+    func_state.block_chain_tail = &scratch;
+    func_state.return_type = &type_int;
+    scope_mark = outer;
+    tag_scope_mark = tag_list;
+    StmtNode *root = parse_block(nullptr, nullptr, nullptr, nullptr, nullptr);
+    std::string entry_types = root->body->kind == ST_EXPR ? typed(root->body->expr) : "none";
+    token_source_switch(nullptr);
+    pptoken_free_list(list);
+    scope_mark = tag_scope_mark = nullptr;
+
+    EXPECT_EQ(made[0]->value, 3u);
+    EXPECT_EQ(made[1]->value, 6u);
+    EXPECT_EQ(made[2]->value, 8u);
+    EXPECT_EQ(made[3]->value, 16u);
+    EXPECT_EQ(made[4]->value, 24u);
+    EXPECT_NE(made[2]->flags & SYM_ADDR_TAKEN, 0u);
+    EXPECT_EQ(made[3]->flags & SYM_ADDR_TAKEN, 0u);
+    EXPECT_EQ(entry_types, "(= f:f f:d):f");
+    // The locals left symbol_list with the block.
+    EXPECT_EQ(symbol_list, outer);
+    EXPECT_EQ(root->locals, made[4]);
+}
