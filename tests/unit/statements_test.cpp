@@ -213,6 +213,9 @@ TEST_F(Statements, FlagsLabelsAndCaseLists) {
         {"for (i = 0; i < 9; i++) i = 2; }", "{ for[RW](expr) return }"},
         {"for (i = 0; i < g(); i++) ; }", "{ for[W](;) return }"},
         {"for (i = 0; i < x; i++) x = 1; }", "{ for(expr) return }"},
+        {"for (i = 0; i < x + x; i++) x = i; }", "{ for[R](expr) return }"},
+        {"for (i = 0; i < x++; i++) ; }", "{ for[W](;) return }"},
+        {"for (i = 0; i < (x = 3); i++) ; }", "{ for[W](;) return }"},
         {"for (i = 0; i < 9; i += 2) x = i; }", "{ for(expr) return }"},
     };
     for (const Case &c : cases) {
