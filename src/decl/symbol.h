@@ -10,6 +10,7 @@
 
 struct ExprNode;
 struct StmtNode;
+struct SavedToken;
 // Interned name (lexer/token.h): equal spelling means equal pointer.  The
 // byte behind its characters is 0 until the first Symbol of that name is
 // made; new_symbol sets it to 1, and find_symbol reads it to answer at once
@@ -74,6 +75,7 @@ struct Symbol {
     union {
         uint32_t value;      // by class, see SC_ above
         Symbol *merged_with; // SC_MERGED: the Symbol whose slot it shares
+        SavedToken *inline_body; // inline function: its recorded body, null while none
     };
     uint16_t column;         // column of first use of a never declared name
     uint32_t flags;

@@ -153,8 +153,37 @@ void note_var_use(Symbol *symbol, uint32_t bits);
 bool loop_invariant(ExprNode *expression);
 
 // Statement rewriting, for the statements that run in front of an
-// expression.
+// expression, and for a whole function body once it is parsed.
 void rewrite_stmt(StmtNode *statement);
+
+// ---------------------------------------------------------------------------
+// Blocks and function bodies (block.cpp).  `{` has been read.  With `block`
+// null the node is made here and the block is a function body, in the scope
+// that define_function opened; with `block` given a new scope opens.
+// `params` and `args` come from an inline expansion only: the parameter
+// list of the inline function and the OP_ARG list of the call.
+StmtNode *parse_block(StmtNode *continue_target, StmtNode *break_target, StmtNode *block,
+                      Symbol *params, ExprNode *args);
+// The initialiser of a block-scope object: the assignment that sets it at
+// run time, or null (none given, or a static whose data went out at once).
+ExprNode *parse_local_initializer(Symbol *sym);
+// Number of `.return_%d.` labels made so far, over the whole run.
+extern int32_t return_label_counter;
+
+// ---------------------------------------------------------------------------
+// The passes that follow the parse of a function, and inline expansion, in
+// the order a body meets them.
+void expand_inline_calls(ExprNode **slot, int counted, int value_used);
+StmtNode *bind_inline_argument(Symbol *param, ExprNode *arg);
+void make_counted_loop(StmtNode *statement, int32_t nest, int32_t body_ops);
+// With `type` null: starts the arguments of a function with attribute word
+// `attr`.  Otherwise gives the argument `sym` of promoted type `type` a
+// register if one is left; 0 when it is passed in memory.
+int assign_arg_register(TypeNode *type, uint16_t attr, Symbol *sym);
+void share_locals(StmtNode *root);
+void start_register_assignment(StmtNode *root);
+void write_function(Symbol *sym, StmtNode *root, uint32_t line, uint32_t brace_line,
+                    int32_t arg_size);
 
 // ---------------------------------------------------------------------------
 // File-scope definitions, called by the external declaration parser.

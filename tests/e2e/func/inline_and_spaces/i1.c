@@ -1,0 +1,1 @@
+@inline int noproto() { return 1; }

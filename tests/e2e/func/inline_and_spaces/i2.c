@@ -1,0 +1,1 @@
+@inline int va(int a, ...) { return a; }

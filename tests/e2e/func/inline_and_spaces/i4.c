@@ -1,0 +1,2 @@
+@inline int sq(int a) { return a * a; }
+int use(void) { return sq(2); }
