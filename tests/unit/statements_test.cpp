@@ -22,11 +22,37 @@
 #include "preproc/pptoken.h"
 #include "stmt/stmt_node.h"
 #include "message_capture.h"
-#include "tree_print.h"
+#include "type_text.h"
 
 extern "C" const char *__asan_default_options() {
     return "detect_leaks=0";
 }
+
+namespace {
+
+// An expression in prefix form, as the cases read it: a constant is its
+// value, a variable its name, an assignment `(= left right)`, any other
+// operator its code; with types, each node gets `:` and its type.
+std::string expression_text(const ExprNode *e, bool with_types) {
+    if (e == nullptr)
+        return "null";
+    std::string text;
+    if (e->op == OP_LEAF) {
+        unsigned form = unsigned(e->lflags & 7);
+        text = form == LEAF_VARIABLE && e->sym != nullptr && e->sym->name != nullptr
+                   ? std::string(e->sym->name->text, e->sym->name->length)
+                   : std::to_string(e->value);
+    } else {
+        text = "(" + (e->op == OP_ASSIGN ? std::string("=") : "op" + std::to_string(e->op)) + " " +
+               expression_text(e->left, with_types) + " " + expression_text(e->right, with_types) + ")";
+    }
+    return with_types ? text + ":" + type_text(e->type) : text;
+}
+
+std::string tree(const ExprNode *e) { return expression_text(e, false); }
+std::string typed(const ExprNode *e) { return expression_text(e, true); }
+
+}  // namespace
 
 namespace {
 
