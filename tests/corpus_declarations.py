@@ -74,8 +74,6 @@ OUTSIDE_C89_BODIES = {
 # C89 programs that do not compile cleanly yet, with the reason; skipped
 # under --whole, and named in the output so that they are not forgotten.
 KNOWN_FAILURES = {
-    "00201.c": "a function-like macro whose name ends an expansion is not "
-               "expanded with the ( that follows in the source",
 }
 
 

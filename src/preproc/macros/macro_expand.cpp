@@ -612,12 +612,23 @@ void complete_open_call(PpToken *body, PpToken *name) {
     }
 }
 
+// Whether `token`, the last of an expansion, names a function-like macro
+// that may expand in this mode and has a `(` right behind it.
+bool opens_call(const PpToken *token, int mode) {
+    if (token->kind != TOK_IDENT || token->no_expand || !is_kind(token->next, TOK_LPAREN) ||
+        token->next->space_length)
+        return false;
+    const MacroDef *called = find_macro(token);
+    return called && called->param_count != 0 && !(called->state & mode);
+}
+
 // Replaces the macro name at `*link` by its expansion.  Returns the last
 // token of the expansion (null if it is empty), or `name` itself when the
 // name stays, in which case `*failed` tells whether the walk must stop.
+// `*end_kept` tells whether the last token is a name kept from expansion.
 enum ExpandResult { EXPANDED, KEPT, STOPPED };
 
-ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **last) {
+ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **last, bool *end_kept) {
     PpToken *name = *link;
     macro->used = 1;
     if (macro->param_count != 0) {
@@ -648,6 +659,13 @@ ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **las
         name->no_expand = 1;
         return KEPT;
     }
+    // Whether the expansion ends in a name that stayed a plain identifier,
+    // told before the marks are cleared: such a name is never called by
+    // the text behind the expansion either.
+    PpToken *end = body;
+    while (end != nullptr && end->next != nullptr)
+        end = end->next;
+    *end_kept = end != nullptr && end->no_expand;
     if (mode == 0)
         for (PpToken *token = body; token; token = token->next)
             token->no_expand = 0;
@@ -731,7 +749,8 @@ int expand_macros(PpToken **link, int mode) {
             continue;
         }
         PpToken *last = nullptr;
-        ExpandResult result = expand_one(link, macro, mode, &last);
+        bool end_kept = false;
+        ExpandResult result = expand_one(link, macro, mode, &last, &end_kept);
         if (result == KEPT) {
             link = &token->next;
             continue;
@@ -741,8 +760,15 @@ int expand_macros(PpToken **link, int mode) {
         replaced = 1;
         if (mode == 0)
             reset_hidden_macros();
-        if (last)
+        if (last && !end_kept && opens_call(last, mode)) {
+            // The expansion ends in a function-like name and the text goes
+            // on with `(`: the walk takes up that name again, so that
+            // `CAT(A,B)(x)` calls the AB that CAT pasted.
+            while (*link != last)
+                link = &(*link)->next;
+        } else if (last) {
             link = &last->next;
+        }
     }
     expansion_depth--;
     return replaced;
