@@ -114,6 +114,14 @@ Symbol *find_symbol(NameRecord *name, Symbol *from, Symbol *stop);
 // free list and returns `stop`.
 Symbol *release_symbols(Symbol *list, Symbol *stop);
 
+// Use counts of file-scope names.  Each function counts the uses of the
+// globals it reads from 0, and only a global that was counted can have a
+// partner; so the globals whose count left 0 are noted as it happens, and
+// clearing counts and partners at the start of a function walks those
+// instead of every name of the unit.
+void note_counted_global(Symbol *sym);
+void clear_global_counts();
+
 // ---------------------------------------------------------------------------
 // Pools of records that live for one function: TypeNode here, StmtNode in
 // stmt/stmt_pool.cpp, ExprNode in expr/expr_pool.cpp.  Each pool has a free

@@ -238,3 +238,19 @@ Symbol *release_symbols(Symbol *list, Symbol *stop) {
     symbol_free = list;
     return stop;
 }
+
+namespace {
+std::vector<Symbol *> counted_globals;
+} // namespace
+
+void note_counted_global(Symbol *sym) {
+    counted_globals.push_back(sym);
+}
+
+void clear_global_counts() {
+    for (Symbol *sym : counted_globals) {
+        sym->use_count = 0;
+        sym->partner = nullptr;
+    }
+    counted_globals.clear();
+}

@@ -308,6 +308,8 @@ ExprNode *identifier_leaf(const Token *t) {
     }
     sym->flags |= SYM_USED;
     note_var_use(sym, 2);
+    if (sym->use_count == 0 && (sym->flags & SYM_FILE_SCOPE))
+        note_counted_global(sym);
     sym->use_count++;
 
     ExprNode *e = new_expr(OP_LEAF);

@@ -185,10 +185,7 @@ int define_function(Symbol *sym, uint32_t line) {
         if (element == nullptr)
             sym->attr |= ATTR_VOLATILE;
     }
-    for (Symbol *s = symbol_list; s != nullptr; s = s->next) {
-        s->use_count = 0;
-        s->partner = nullptr;
-    }
+    clear_global_counts();
     enter_prototype_names(fn);
 
     uint32_t brace_line;
