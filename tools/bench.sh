@@ -1,68 +1,89 @@
 #!/bin/sh
-# Times the preprocessor on large generated sources.
+# Times zcppc on large generated sources, beside tcc when it is installed.
 #
 #   bench.sh BUILD_DIR
 #
-# Generates gen_bench.py 2000 and 8000 (the same text on every run), runs
-# `zcppc -e` on each three times and keeps the best time, and prints lines
-# per second.  The larger source is four times the smaller, so the time
-# should grow by about four: a last table line gives the ratios.  When tcc
-# is installed, `tcc -E` is timed on the same files for comparison.
+# Two sources of 2,000 and 8,000 functions (the same text on every run):
+# from ../shared/bench/gen_corpus.py when the shared folder lies beside the
+# checkout, else from our own tools/gen_bench.py.  Each command runs five
+# times on each source and the median counts.  Two tables: preprocessing
+# (`zcppc -e` against `tcc -E`) and the whole pass (`zcppc -o` against
+# `tcc -c`).  Each row gives the time, lines per second, peak memory and
+# the ratio of zcppc's time to tcc's; the last row of a table gives the
+# growth from the smaller source to the larger, which is four times as
+# large, so a growth of 4 is linear.
 set -eu
 build=$(cd "${1:?usage: bench.sh BUILD_DIR}" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 zcppc=$build/zcppc
 work=$(mktemp -d "${TMPDIR:-/tmp}/zcppc-bench.XXXXXX")
 trap 'rm -rf "$work"' EXIT
+runs=5
+
+generator="$here/gen_bench.py"
+if [ -f "$here/../../shared/bench/gen_corpus.py" ]; then
+  generator="$here/../../shared/bench/gen_corpus.py"
+fi
+have_tcc=
+if command -v tcc >/dev/null 2>&1; then have_tcc=1; fi
 
 now_ns() { date +%s%N; }
 
-# best_of_3 COMMAND...: the shortest of three runs, in nanoseconds
-best_of_3() {
-  best=
-  for round in 1 2 3; do
+# median_ns COMMAND...: the median of $runs runs, in nanoseconds
+median_ns() {
+  for round in $(seq $runs); do
     start=$(now_ns)
     "$@" >/dev/null 2>&1 || true
-    took=$(($(now_ns) - start))
-    if [ -z "$best" ] || [ "$took" -lt "$best" ]; then best=$took; fi
-  done
-  echo "$best"
+    echo $(($(now_ns) - start))
+  done | sort -n | sed -n "$(((runs + 1) / 2))p"
 }
 
-# report NAME LINES NANOSECONDS
-report() {
-  awk -v name="$1" -v lines="$2" -v ns="$3" 'BEGIN {
+# peak_kb COMMAND...: the peak resident memory of one run, in kilobytes,
+# or - when /usr/bin/time is not there
+peak_kb() {
+  if [ -x /usr/bin/time ]; then
+    /usr/bin/time -f %M "$@" 2>&1 >/dev/null | tail -n 1
+  else
+    echo -
+  fi
+}
+
+# row NAME SIZE COMMAND...: one timed row; sets last_ns
+row() {
+  name=$1 size=$2; shift 2
+  lines=$(wc -l <"$work/gen$size.c")
+  last_ns=$(median_ns "$@" "$work/gen$size.c")
+  kb=$(peak_kb "$@" "$work/gen$size.c")
+  awk -v name="$name" -v size="$size" -v lines="$lines" -v ns="$last_ns" -v kb="$kb" 'BEGIN {
     s = ns / 1e9; if (s <= 0) s = 1e-9
-    printf "%-28s %8d lines %9.3f s %12.0f lines/s\n", name, lines, s, lines / s }'
+    printf "%-10s %6d fn %8d lines %8.3f s %10.0f lines/s %9s KB", name, size, lines, s, lines / s, kb }'
 }
 
-# report_ratio LINES_SMALL NS_SMALL LINES_LARGE NS_LARGE: large over small
-report_ratio() {
-  awk -v l1="$1" -v t1="$2" -v l2="$3" -v t2="$4" 'BEGIN {
-    if (t1 <= 0) t1 = 1; if (t2 <= 0) t2 = 1
-    printf "%-28s %8.2f x     %9.2f x   %12.2f x  (a time ratio of 4 is linear)\n",
-           "ratio 8000/2000", l2 / l1, t2 / t1, (l2 / t2) / (l1 / t1) }'
-}
-
-# table TITLE COMMAND...: times COMMAND FILE for both sources
+# table TITLE ZCPPC_ARGS -- TCC_ARGS: both commands on both sources
 table() {
-  echo "$1"; shift
-  for n in 2000 8000; do
-    lines=$(wc -l <"$work/gen$n.c")
-    ns=$(best_of_3 "$@" "$work/gen$n.c")
-    eval "lines_$n=$lines ns_$n=$ns"
-    report "gen_bench.py $n" "$lines" "$ns"
+  title=$1 zargs=$2 targs=$3
+  echo "$title"
+  for size in 2000 8000; do
+    row zcppc "$size" "$zcppc" $zargs
+    z=$last_ns
+    eval "z_$size=$z"
+    if [ -n "$have_tcc" ]; then
+      echo
+      row tcc "$size" tcc $targs
+      awk -v z="$z" -v t="$last_ns" 'BEGIN { if (t <= 0) t = 1; printf "   zcppc/tcc %.2f\n", z / t }'
+    else
+      echo
+    fi
   done
-  report_ratio "$lines_2000" "$ns_2000" "$lines_8000" "$ns_8000"
+  awk -v a="$z_2000" -v b="$z_8000" 'BEGIN { if (a <= 0) a = 1
+    printf "zcppc growth 2000 -> 8000: %.2f x (4 is linear)\n\n", b / a }'
 }
 
-for n in 2000 8000; do
-  python3 "$here/gen_bench.py" "$n" >"$work/gen$n.c"
+echo "sources: $(basename "$generator") 2000 and 8000, median of $runs runs"
+for size in 2000 8000; do
+  python3 "$generator" "$size" >"$work/gen$size.c"
 done
-
-table "zcppc -e (best of 3)" "$zcppc" -e -o "$work/out.i"
-if command -v tcc >/dev/null 2>&1; then
-  table "tcc -E (best of 3), for comparison" tcc -E -o "$work/out.i"
-else
-  echo "tcc is not installed: no comparison"
-fi
+[ -n "$have_tcc" ] || echo "tcc is not installed: no comparison"
+echo
+table "preprocessing: zcppc -e, tcc -E" "-e -o $work/out.i" "-E -o $work/out.i"
+table "whole pass: zcppc -o, tcc -c" "-o $work/out.o" "-c -o $work/out.t.o"
