@@ -119,6 +119,13 @@ void write_while(StmtNode *s) {
     if (s->flags & SF_BREAK) define_label(out);
 }
 
+// The mark may stand on the test or, behind a prelude, on the test proper.
+bool holds_on_entry(const ExprNode *test) {
+    if (test->eflags & TEST_HOLDS_ON_ENTRY) return true;
+    return test->op == OP_PRELUDE && test->right != nullptr &&
+           (test->right->eflags & TEST_HOLDS_ON_ENTRY);
+}
+
 // The initial expression of a for or counted loop, positioned only when it
 // stands apart from the head's first token.
 void write_loop_init(StmtNode *s) {
@@ -133,7 +140,7 @@ void write_for(StmtNode *s) {
     if (s->expr != nullptr && !is_int_const(s->expr)) {
         // The test stands at the bottom; the loop is entered with a jump to
         // it unless the test is known to hold the first time.
-        uint16_t test = (s->expr->eflags & TEST_HOLDS_ON_ENTRY) ? 0 : make_label();
+        uint16_t test = holds_on_entry(s->expr) ? 0 : make_label();
         uint16_t out = make_label();
         write_label_ops(test, top, line_of(s->body), 0);
         write_stmt(s->body, next, out);
