@@ -89,6 +89,8 @@ protected:
         opt_l = opt_x = opt_xd = opt_f = opt_fr = 0;
         error_count = 0;
         reg_arg_count = 0;
+        regs_left = 0x3FFFF;
+        float_regs_left = 0x1FFFE;
         output_stream = open_memstream(&buffer_, &size_);
         write_file_header();
         fn_ = TypeNode{};
@@ -142,6 +144,24 @@ protected:
         }
         out.append(last, text.cend());
         return out;
+    }
+    // The records of the frame, REC_FUNCTION_LINES to REC_REGISTERS.
+    std::string frame(StmtNode *root) {
+        write_function(&f_, root, 1, 1, 12);
+        std::fflush(output_stream);
+        char *text = nullptr;
+        size_t length = 0;
+        FILE *out = open_memstream(&text, &length);
+        FILE *err = std::tmpfile();
+        EXPECT_EQ(dump_intermediate(reinterpret_cast<const uint8_t *>(buffer_), size_, "t.o",
+                                    false, out, err), 0);
+        std::fclose(out);
+        std::fclose(err);
+        std::string all(text, length);
+        std::free(text);
+        size_t start = all.find("  FUNCTION_LINES");
+        size_t end = all.find('\n', all.find("REGISTERS")) + 1;
+        return all.substr(start, end - start);
     }
     TypeNode fn_;
     Symbol f_;
@@ -342,6 +362,50 @@ TEST_F(FunctionWriter, ForEnteredAtTheTop) {
     EXPECT_EQ(text.find("JUMP"), std::string::npos) << text;
     EXPECT_NE(text.find("L1: line=3 flag=0\n"), std::string::npos) << text;
     EXPECT_NE(text.find("BRANCH_LT L1 "), std::string::npos) << text;
+}
+
+// The arguments that arrive in registers, in argument order up to the
+// first that does not: each with the offset of its slot and the register
+// that keeps it, or 0; then the frame's lowest offset.
+TEST_F(FunctionWriter, Frame) {
+    Symbol a = make_symbol("a", SC_REG_ARG, &type_int, 0);
+    a.attr = 2;
+    a.flags = SYM_REG_PASSED;
+    Symbol c = make_symbol("c", SC_ARG, &type_char, 7);
+    c.flags = SYM_REG_PASSED | SYM_ARG_WIDENED;
+    Symbol d = make_symbol("d", SC_ARG, &type_int, 8);
+    Symbol pa = make_symbol("a", SC_NONE, &type_int), pc = make_symbol("c", SC_NONE, &type_char),
+           pd = make_symbol("d", SC_NONE, &type_int);
+    pa.next = &pc;
+    pc.next = &pd;
+    fn_.args = &pa;
+    d.next = &c;   // locals newest first
+    c.next = &a;
+    StmtNode *root = block({});
+    root->locals = &d;
+    func_state.frame_low = -8;
+    EXPECT_EQ(frame(root),
+              "  FUNCTION_LINES declarator=1 brace=1\n"
+              "  REG_ARG type=int offset=0 location=reg2\n"
+              "  REG_ARG type=char offset=4 location=memory\n"
+              "  ARGS_END bytes=12\n"
+              "  FRAME_SIZE offset=-8\n"
+              "  REGISTERS int=0x3ffff float=0x1fffe\n");
+}
+
+// A @nostack function has a static frame, named after it.
+TEST_F(FunctionWriter, NostackName) {
+    f_.attr |= ATTR_NOSTACK;
+    f_.sclass = SC_STATIC;
+    f_.value = 0x10009;
+    body(block({}));
+    ASSERT_NE(nostack_name, nullptr);
+    EXPECT_EQ(std::string(nostack_name->text, nostack_name->length), "f.L");
+    EXPECT_EQ(nostack_label, 9);
+    EXPECT_EQ(nostack_attr, f_.attr);
+    f_.attr &= uint16_t(~ATTR_NOSTACK);
+    body(block({}));
+    EXPECT_EQ(nostack_name, nullptr);
 }
 
 // After an error nothing of the body is written, and the function is
