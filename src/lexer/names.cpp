@@ -72,13 +72,13 @@ constexpr KeywordIndex keyword_index;
 
 // An index of `name_trie` by spelling, since a name is looked up for every
 // identifier token and a hash probe is cheaper than a walk of the sibling
-// lists.  It holds exactly the names whose terminal node has a record, and
-// gives the record that the trie holds; the trie stays the table that other
-// modules may walk.  Open addressing with linear probing, at most half full.
+// lists.  It holds the entry of exactly the names whose terminal node has a
+// record, and the record behind the entry is the one that the trie holds;
+// the trie stays the table that other modules may walk.  Open addressing
+// with linear probing, at most half full; a slot keeps the hash, so that a
+// probe past other names does not touch their entries.
 struct NameSlot {
-    NameRecord *name;       // null: free slot
-    const char *key;        // the whole spelling
-    uint32_t length;
+    NameEntry *entry;       // null: free slot
     uint32_t hash;
 };
 
@@ -97,9 +97,13 @@ NameSlot *find_slot(const char *text, unsigned length, uint32_t hash) {
     uint32_t mask = name_slot_count - 1;
     for (uint32_t i = hash & mask;; i = (i + 1) & mask) {
         NameSlot *slot = &name_slots[i];
-        if (slot->name == nullptr ||
-            (slot->hash == hash && slot->length == length && std::memcmp(slot->key, text, length) == 0))
+        if (slot->entry == nullptr)
             return slot;
+        if (slot->hash == hash) {
+            const NameEntry *entry = slot->entry;
+            if (entry->key_length == length && std::memcmp(entry->key, text, length) == 0)
+                return slot;
+        }
     }
 }
 
@@ -109,9 +113,14 @@ void grow_name_index() {
     name_slot_count = old_count == 0 ? 1024 : 2 * old_count;
     name_slots = static_cast<NameSlot *>(checked_alloc(name_slot_count * sizeof(NameSlot), nullptr));
     std::memset(name_slots, 0, name_slot_count * sizeof(NameSlot));
+    uint32_t mask = name_slot_count - 1;
     for (uint32_t i = 0; i < old_count; i++) {
-        if (old[i].name != nullptr)
-            *find_slot(old[i].key, old[i].length, old[i].hash) = old[i];
+        if (old[i].entry == nullptr)
+            continue;
+        uint32_t j = old[i].hash & mask;
+        while (name_slots[j].entry != nullptr)
+            j = (j + 1) & mask;
+        name_slots[j] = old[i];
     }
     std::free(old);
 }
@@ -155,33 +164,44 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length) {
     return node;
 }
 
-NameRecord *intern_name(const char *text, unsigned length) {
+NameEntry *name_entry(const char *text, unsigned length) {
     if (2 * (name_count + 1) > name_slot_count)
         grow_name_index();
     uint32_t hash = hash_name(text, length);
     NameSlot *slot = find_slot(text, length, hash);
-    if (slot->name != nullptr)
-        return slot->name;
+    if (slot->entry != nullptr)
+        return slot->entry;
 
+    // The record follows its entry in one block; a name cut to fit the
+    // record keeps its whole spelling in a copy of its own, as the key.
     TrieNode *terminal = trie_find(&name_trie, text, length);
-    if (terminal->value == nullptr) {
-        unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
-        auto *name = static_cast<NameRecord *>(checked_alloc(kept + 2, nullptr));
-        name->length = static_cast<uint8_t>(kept);
-        std::memcpy(name->text, text, kept);
-        name->text[kept] = 0;
-        terminal->value = name;
-    }
-    auto *name = static_cast<NameRecord *>(terminal->value);
+    unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
+    auto *entry = static_cast<NameEntry *>(checked_alloc(unsigned(sizeof(NameEntry)) + kept + 2, nullptr));
+    NameRecord *name = entry_name(entry);
+    name->length = static_cast<uint8_t>(kept);
+    std::memcpy(name->text, text, kept);
+    name->text[kept] = 0;
+    terminal->value = name;
     const char *key = name->text;
-    if (length > name->length) {
+    if (length > kept) {
         char *copy = static_cast<char *>(checked_alloc(length, nullptr));
         std::memcpy(copy, text, length);
         key = copy;
     }
-    *slot = {name, key, length, hash};
+    entry->macro = nullptr;
+    entry->newest[0] = -1;
+    entry->newest[1] = -1;
+    entry->key = key;
+    entry->key_length = length;
+    entry->hash = hash;
+    entry->keyword = keyword_code(text, length);
+    *slot = {entry, hash};
     name_count++;
-    return name;
+    return entry;
+}
+
+NameRecord *intern_name(const char *text, unsigned length) {
+    return entry_name(name_entry(text, length));
 }
 
 // Only a spelling of 2 to 8 characters that does not start with `_` can be

@@ -151,6 +151,33 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length);
 // Returns the interned name record of `text`.
 NameRecord *intern_name(const char *text, unsigned length);
 
+// What the front end keeps per spelling of a name, so that one hash of an
+// identifier serves its keyword code, its macro and its symbol lookups.
+// Every name record is made together with its entry and lies right behind
+// it, so the two convert into each other without a search.
+struct MacroDef;
+struct NameEntry {
+    MacroDef *macro;        // the macro of this spelling, null if none; kept
+                            // in step with the macro table by its owner
+    int32_t newest[2];      // kept by the symbol lookup index (decl/symbols)
+    const char *key;        // the whole spelling: the record's text, or a
+                            // copy where the record had to cut the name
+    uint32_t key_length;
+    uint32_t hash;
+    uint16_t keyword;       // keyword code, 0 for any other spelling
+};
+
+// The entry of `text`, made with its name record if the spelling is new.
+NameEntry *name_entry(const char *text, unsigned length);
+
+inline NameRecord *entry_name(NameEntry *entry) {
+    return reinterpret_cast<NameRecord *>(entry + 1);
+}
+
+inline NameEntry *name_entry_of(NameRecord *name) {
+    return reinterpret_cast<NameEntry *>(name) - 1;
+}
+
 // Returns the keyword's token code (128 to 159), or 0 for any other spelling.
 uint16_t keyword_code(const char *text, unsigned length);
 

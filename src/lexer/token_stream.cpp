@@ -235,13 +235,13 @@ Token *next_token() {
             cur_pp = pp->next;
             continue;
         case TOK_IDENT: {
-            uint16_t keyword = keyword_code(pp->text, pp->length);
-            if (keyword != 0) {
-                t->code = keyword;
+            NameEntry *entry = pptoken_name(pp);
+            if (entry->keyword != 0) {
+                t->code = entry->keyword;
                 t->value.integer = 0;
             } else {
                 t->code = TOK_IDENT;
-                t->value.name = intern_name(pp->text, pp->length);
+                t->value.name = entry_name(entry);
             }
             break;
         }

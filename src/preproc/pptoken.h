@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "lexer/token.h"
+
 // ---------------------------------------------------------------------------
 // A preprocessing token: one node of a line's token list.  Spellings are not
 // copied: `text` and `space` point into the line buffer, into kept text or
@@ -19,7 +21,18 @@ struct PpToken {
                             // the first line of a block of assembly text
     uint16_t kind;          // PP_... below, or a token code of the parser
     uint16_t no_expand;     // 1 once seen as the name of a macro in expansion
+    NameEntry *entry;       // TOK_IDENT: the entry of the spelling once it was
+                            // looked up, else null; whoever changes `text`
+                            // of an identifier clears it
 };
+
+// The name entry of the identifier `token`, looked up once per token and
+// kept on it, and on its copies, for every later question about the name.
+inline NameEntry *pptoken_name(PpToken *token) {
+    if (token->entry == nullptr)
+        token->entry = name_entry(token->text, token->length);
+    return token->entry;
+}
 
 // Kinds that exist only before the parser.  Identifiers are TOK_IDENT (18),
 // strings TOK_STRING (4); operators carry their parser token codes.

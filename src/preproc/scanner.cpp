@@ -234,6 +234,7 @@ PpToken *pptoken_new() {
         block_left--;
     }
     token->next = nullptr;
+    token->entry = nullptr;
     return token;
 }
 
@@ -251,6 +252,9 @@ PpToken *scan_line(char *text) {
     PpToken *list = nullptr;
     PpToken **tail = &list;
     char *p = text;
+    // Nothing in the scan moves the source position, so the line is asked
+    // for once.
+    const uint32_t text_line = current_line();
     while (*p) {
         PpToken *token = pptoken_new();
         *tail = token;
@@ -260,7 +264,7 @@ PpToken *scan_line(char *text) {
         p = skip_space(p, list == token ? nullptr : list);
         token->space_length = static_cast<uint16_t>(p - token->space);
 
-        uint32_t line = current_line();
+        uint32_t line = text_line;
         uint32_t column = static_cast<uint32_t>(p - text);
         if (splice_count > 1)
             physical_position(&line, &column);

@@ -189,6 +189,7 @@ void dir_define(PpToken **link) {
     // hold (the first character moved below the letters), compared with the
     // first, and dropped: the first definition stays in force.
     name->text[0] = static_cast<char>(name->text[0] - 65);
+    name->entry = nullptr;
     const MacroDef *other = macro_define(name);
     if (other) {
         if (!macro_same(old, other)) {

@@ -113,9 +113,9 @@ bool is_defined_name(const PpToken *token) {
 
 // Looking a name up hashes its spelling, so the walk counts its length as
 // well: a chain over copies of one long name costs that much more.
-MacroDef *find_macro(const PpToken *token) {
+MacroDef *find_macro(PpToken *token) {
     walk_steps += token->length;
-    return macro_lookup(token);
+    return pptoken_name(token)->macro;
 }
 
 // The same for the operand that `defined` looks up, behind the name or
@@ -614,7 +614,7 @@ void complete_open_call(PpToken *body, PpToken *name) {
 
 // Whether `token`, the last of an expansion, names a function-like macro
 // that may expand in this mode and has a `(` right behind it.
-bool opens_call(const PpToken *token, int mode) {
+bool opens_call(PpToken *token, int mode) {
     if (token->kind != TOK_IDENT || token->no_expand || !is_kind(token->next, TOK_LPAREN) ||
         token->next->space_length)
         return false;
