@@ -53,6 +53,13 @@ enum : uint16_t {
 // character constant in active code outside assembly text.
 PpToken *scan_line(char *text);
 
+// What the last scan_line saw: the list it returned, and the number of its
+// identifiers that named a macro or a built-in macro when they were cut.  A
+// text line of that list without such a name is left as it stands, with no
+// walk for macro expansion.
+extern PpToken *scanned_list;
+extern int32_t scanned_macro_names;
+
 // A node from the free list, or a new one; `next` is null, all other fields
 // are the caller's to set.
 PpToken *pptoken_new();

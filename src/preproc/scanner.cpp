@@ -9,6 +9,9 @@
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
 
+PpToken *scanned_list;
+int32_t scanned_macro_names;
+
 namespace {
 
 // Character classes of the C locale, bytes taken as unsigned: only the 52
@@ -249,6 +252,7 @@ void pptoken_free_list(PpToken *list) {
 }
 
 PpToken *scan_line(char *text) {
+    int32_t macro_names = 0;
     PpToken *list = nullptr;
     PpToken **tail = &list;
     char *p = text;
@@ -276,7 +280,7 @@ PpToken *scan_line(char *text) {
         if (!c) {
             token->kind = PP_EOL;
             token->length = 0;
-            return list;
+            break;
         }
         char *end;
         if (has_class(c, CC_DIGIT) || (c == '.' && has_class(p[1], CC_DIGIT))) {
@@ -294,11 +298,18 @@ PpToken *scan_line(char *text) {
             while (has_class(*end, CC_IDENT))
                 end++;
             token->kind = TOK_IDENT;
+            token->length = static_cast<uint16_t>(end - p);
+            // Each name is looked up as it is cut; the token keeps its entry.
+            NameEntry *entry = pptoken_name(token);
+            if (entry->macro != nullptr || builtin_macro_code(token) != 0)
+                macro_names++;
         } else {
             end = scan_operator(p, &token->kind);
         }
         token->length = static_cast<uint16_t>(end - p);
         p = end;
     }
+    scanned_list = list;
+    scanned_macro_names = macro_names;
     return list;
 }

@@ -130,8 +130,10 @@ PpToken *dispatch_line(PpToken *list) {
             pptoken_free_list(list);
             return nullptr;
         }
-        // Assembly text keeps its names unless -ad asks for expansion.
-        if (!asm_mode || opt_ad)
+        // Assembly text keeps its names unless -ad asks for expansion.  A
+        // line just cut by the scanner that names no macro needs no walk.
+        bool may_expand = list != scanned_list || scanned_macro_names != 0;
+        if ((!asm_mode || opt_ad) && may_expand)
             expand_macros(&list, 0);
         if (!list)
             return nullptr;
