@@ -27,6 +27,21 @@ namespace {
 // Symbols given back, linked through `next`.
 Symbol *symbol_free;
 
+// New Symbols are cut from blocks, one allocation per block instead of one
+// per record; they are never freed, only given back to symbol_free.
+constexpr unsigned SYMBOLS_PER_BLOCK = 256;
+Symbol *symbol_block;
+unsigned symbols_left;
+
+Symbol *fresh_symbol() {
+    if (symbols_left == 0) {
+        symbol_block = static_cast<Symbol *>(checked_alloc(sizeof(Symbol) * SYMBOLS_PER_BLOCK, nullptr));
+        symbols_left = SYMBOLS_PER_BLOCK;
+    }
+    symbols_left--;
+    return symbol_block++;
+}
+
 // The byte behind a name's characters: 1 once a Symbol of the name was made.
 uint8_t &name_flag(NameRecord *name) {
     return reinterpret_cast<uint8_t &>(name->text[name->length]);
@@ -199,7 +214,7 @@ Symbol *new_symbol(Symbol **head, NameRecord *name, int32_t sclass, TypeNode *ty
         *sym = Symbol{};
         sym->column = column;
     } else {
-        sym = static_cast<Symbol *>(checked_alloc(sizeof(Symbol), nullptr));
+        sym = fresh_symbol();
     }
     sym->name = name;
     sym->sclass = uint8_t(sclass);
