@@ -296,11 +296,45 @@ extern SavedToken **record_tail;
 // The node being replayed; null outside a replay and at the end of a list.
 extern SavedToken *replay_node;
 
+// The ring of three Token slots behind next_token.  `cursor` is the slot
+// that the next token goes into; `given_back` slots behind it hold tokens
+// given back, newest first.  Owned by token_stream.cpp; it stands here only
+// so that giving a token back and taking it again, which the parser does at
+// every level of an expression, are inline.
+constexpr int TOKEN_RING_SIZE = 3;
+struct TokenRing {
+    Token slots[TOKEN_RING_SIZE];
+    int cursor;
+    int given_back;
+};
+extern TokenRing token_ring;
+
+// Reads a token that was not given back (token_stream.cpp).
+Token *read_next_token();
+// Reports "token overflow" and ends the run with status 1.
+[[noreturn]] void token_overflow();
+
 // The next token.  The record stays valid for at least the next two calls.
-Token *next_token();
+inline Token *next_token() {
+    if (token_ring.given_back == 0)
+        return read_next_token();
+    Token *t = &token_ring.slots[token_ring.cursor];
+    token_ring.cursor = token_ring.cursor == TOKEN_RING_SIZE - 1 ? 0 : token_ring.cursor + 1;
+    token_ring.given_back--;
+    last_token = t;
+    return t;
+}
+
 // Gives the last token back; a fourth give-back without reading in between
 // reports "token overflow" and ends the run with status 1.
-void unget_token();
+inline void unget_token() {
+    if (token_ring.given_back == TOKEN_RING_SIZE)
+        token_overflow();
+    token_ring.given_back++;
+    int cursor = token_ring.cursor == 0 ? TOKEN_RING_SIZE - 1 : token_ring.cursor - 1;
+    token_ring.cursor = cursor;
+    last_token = &token_ring.slots[cursor == 0 ? TOKEN_RING_SIZE - 1 : cursor - 1];
+}
 // Reads a token.  If it does not have `code`, gives it back, reports
 // "missing %s" or "syntax error" and skips by recovery_target.  Returns the
 // token read first in either case.

@@ -21,21 +21,24 @@ Token *last_token;
 int32_t token_mode;
 SavedToken **record_tail;
 SavedToken *replay_node;
+TokenRing token_ring;
 
 namespace {
 
-constexpr int RING_SIZE = 3;
-
-// The ring: ring_cursor is the slot that the next token goes into;
-// unget_count slots behind it hold tokens given back, newest first.
-Token ring[RING_SIZE];
-int ring_cursor;
-int unget_count;
+constexpr int RING_SIZE = TOKEN_RING_SIZE;
+Token (&ring)[RING_SIZE] = token_ring.slots;
+int &ring_cursor = token_ring.cursor;
+int &unget_count = token_ring.given_back;
 
 // The list of the line being read, as the dispatcher returned it, and the
 // cursor in it (or in a switched-to list).
 PpToken *line_tokens;
 PpToken *cur_pp;
+// The last node of line_tokens that the walk has reached, null before the
+// first.  The walk goes from node to node in order and nothing else changes
+// the list, so once this node has no successor it is the end of the list,
+// which then goes back to the free list without a walk of its own.
+PpToken *line_reached;
 
 // State saved by token_source_switch while a directive's list is read: the
 // stream's own, the head of the expression pool's free list, and the state
@@ -165,15 +168,9 @@ bool replay_token_place(uint32_t *line, const char **file) {
     return true;
 }
 
-Token *next_token() {
+Token *read_next_token() {
     Token *t = &ring[ring_cursor];
     ring_cursor = ring_cursor == RING_SIZE - 1 ? 0 : ring_cursor + 1;
-
-    if (unget_count != 0) {
-        unget_count--;
-        last_token = t;
-        return t;
-    }
 
     if (token_mode == 2) {
         if (replay_token(t)) {
@@ -191,19 +188,26 @@ Token *next_token() {
             // a directive's expression is parsed.
             if (switched)
                 return end_of_input(t);
-            pptoken_free_list(line_tokens);
+            if (line_reached != nullptr && line_reached->next == nullptr)
+                pptoken_free_range(line_tokens, line_reached);
+            else
+                pptoken_free_list(line_tokens);
             line_tokens = nullptr;
+            line_reached = nullptr;
             char *line = read_logical_line(0);
             if (line == nullptr)
                 return end_of_input(t);     // a string still waiting is lost
             PpToken *scanned = scan_line(line);
             PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
             line_tokens = list;
+            line_reached = nullptr;
             cur_pp = list;
             continue;
         }
 
         PpToken *pp = cur_pp;
+        if (!switched)
+            line_reached = pp;
         if (pp->kind == PP_EOL) {
             // A `//` made by pasting in a macro comments out the rest.
             if (pp->length == 2 && pp->text[0] == '/' && pp->text[1] == '/')
@@ -274,17 +278,11 @@ Token *next_token() {
     return t;
 }
 
-void unget_token() {
-    if (unget_count == RING_SIZE) {
-        // A parser that gives back more than it took: no source can cause
-        // this, so the run ends here, as after any error, with status 1.
-        report("token overflow");
-        std::exit(finish_errors(error_count != 0 ? error_count : 1));
-    }
-    unget_count++;
-    ring_cursor = ring_cursor == 0 ? RING_SIZE - 1 : ring_cursor - 1;
-    int before = ring_cursor == 0 ? RING_SIZE - 1 : ring_cursor - 1;
-    last_token = &ring[before];
+void token_overflow() {
+    // A parser that gives back more than it took: no source can cause this,
+    // so the run ends here, as after any error, with status 1.
+    report("token overflow");
+    std::exit(finish_errors(error_count != 0 ? error_count : 1));
 }
 
 int token_source_switch(PpToken *list) {

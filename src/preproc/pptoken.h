@@ -67,6 +67,10 @@ PpToken *pptoken_new();
 // Gives a whole list back to the free list in one step; null is accepted.
 void pptoken_free_list(PpToken *list);
 
+// The same for a list whose last node `last` the caller knows, without a
+// walk to find it.
+void pptoken_free_range(PpToken *first, PpToken *last);
+
 // ---------------------------------------------------------------------------
 // Macros.  Every macro is on `macro_list`; its name finds it through
 // `macro_trie`, whose terminal nodes hold the MacroDef.

@@ -251,6 +251,11 @@ void pptoken_free_list(PpToken *list) {
     free_tokens = list;
 }
 
+void pptoken_free_range(PpToken *first, PpToken *last) {
+    last->next = free_tokens;
+    free_tokens = first;
+}
+
 PpToken *scan_line(char *text) {
     int32_t macro_names = 0;
     PpToken *list = nullptr;
