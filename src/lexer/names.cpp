@@ -87,10 +87,20 @@ uint32_t name_slot_count;   // a power of two
 uint32_t name_count;
 
 uint32_t hash_name(const char *text, unsigned length) {
-    uint32_t hash = 2166136261u;
+    uint32_t hash = NAME_HASH_START;
     for (unsigned i = 0; i < length; i++)
-        hash = (hash ^ static_cast<uint8_t>(text[i])) * 16777619u;
-    return hash ^ (hash >> 15);
+        hash = name_hash_step(hash, text[i]);
+    return name_hash_finish(hash);
+}
+
+// Most names are short: compared in place rather than through memcmp.
+bool same_spelling(const char *a, const char *b, unsigned length) {
+    if (length > 16)
+        return std::memcmp(a, b, length) == 0;
+    for (unsigned i = 0; i < length; i++)
+        if (a[i] != b[i])
+            return false;
+    return true;
 }
 
 NameSlot *find_slot(const char *text, unsigned length, uint32_t hash) {
@@ -101,7 +111,7 @@ NameSlot *find_slot(const char *text, unsigned length, uint32_t hash) {
             return slot;
         if (slot->hash == hash) {
             const NameEntry *entry = slot->entry;
-            if (entry->key_length == length && std::memcmp(entry->key, text, length) == 0)
+            if (entry->key_length == length && same_spelling(entry->key, text, length))
                 return slot;
         }
     }
@@ -165,9 +175,12 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length) {
 }
 
 NameEntry *name_entry(const char *text, unsigned length) {
+    return name_entry_hashed(text, length, hash_name(text, length));
+}
+
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
     if (2 * (name_count + 1) > name_slot_count)
         grow_name_index();
-    uint32_t hash = hash_name(text, length);
     NameSlot *slot = find_slot(text, length, hash);
     if (slot->entry != nullptr)
         return slot->entry;

@@ -170,6 +170,18 @@ struct NameEntry {
 // The entry of `text`, made with its name record if the spelling is new.
 NameEntry *name_entry(const char *text, unsigned length);
 
+// The hash that finds a spelling's entry, built one character at a time so
+// that the scanner can work it out while it cuts a name; name_entry_hashed
+// takes it finished, and gives what name_entry gives.
+constexpr uint32_t NAME_HASH_START = 2166136261u;
+inline uint32_t name_hash_step(uint32_t hash, char c) {
+    return (hash ^ static_cast<uint8_t>(c)) * 16777619u;
+}
+inline uint32_t name_hash_finish(uint32_t hash) {
+    return hash ^ (hash >> 15);
+}
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash);
+
 inline NameRecord *entry_name(NameEntry *entry) {
     return reinterpret_cast<NameRecord *>(entry + 1);
 }

@@ -122,6 +122,12 @@ void reset_hidden_macros();
 // macro_used event (source.h), which the debug information writes.
 void write_used_macros();
 
+// Only a spelling of 7 or 8 characters can name a built-in macro: a test
+// that spares the call for every other name.
+inline bool may_name_builtin(const PpToken *token) {
+    return token->length == 7 || token->length == 8;
+}
+
 // Built-in names: 1 defined, 2 __DATE__, 3 __TIME__, 4 __FILE__, 5 __LINE__,
 // 6 __STDC__, 7 __ZPHN__, 8 __TRGT__; 0 for every other token.
 int builtin_macro_code(const PpToken *token);

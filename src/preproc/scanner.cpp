@@ -299,14 +299,17 @@ PpToken *scan_line(char *text) {
             if (!closed && !asm_mode && in_active_code())
                 report("unbalanced %c", *quote);
         } else if (has_class(c, CC_IDENT)) {
+            // Each name is looked up as it is cut, hashed on the way; the
+            // token keeps its entry.
+            uint32_t hash = name_hash_step(NAME_HASH_START, c);
             end = p + 1;
             while (has_class(*end, CC_IDENT))
-                end++;
+                hash = name_hash_step(hash, *end++);
             token->kind = TOK_IDENT;
             token->length = static_cast<uint16_t>(end - p);
-            // Each name is looked up as it is cut; the token keeps its entry.
-            NameEntry *entry = pptoken_name(token);
-            if (entry->macro != nullptr || builtin_macro_code(token) != 0)
+            NameEntry *entry = name_entry_hashed(p, token->length, name_hash_finish(hash));
+            token->entry = entry;
+            if (entry->macro != nullptr || (may_name_builtin(token) && builtin_macro_code(token) != 0))
                 macro_names++;
         } else {
             end = scan_operator(p, &token->kind);

@@ -164,6 +164,36 @@ PpToken *splice_list(PpToken **link, PpToken *list) {
     return last;
 }
 
+// splice_list for a finished expansion, in the same walk: `*end_kept` tells
+// whether the expansion ends in a name that stayed a plain identifier, told
+// before the marks are cleared (such a name is never called by the text
+// behind the expansion either), and with `clear_marks` every mark is
+// cleared, as at the end of a top-level expansion.
+PpToken *splice_expansion(PpToken **link, PpToken *list, bool clear_marks, bool *end_kept) {
+    *end_kept = false;
+    if (!list)
+        return splice_list(link, list);
+    PpToken *old = *link;
+    list->space = old->space;
+    list->space_length = old->space_length;
+    PpToken *last = list;
+    uint16_t last_mark = 0;
+    for (PpToken *token = list; token; token = token->next) {
+        token->line = old->line;
+        token->column = old->column;
+        walk_steps++;
+        last_mark = token->no_expand;
+        if (clear_marks)
+            token->no_expand = 0;
+        last = token;
+    }
+    *end_kept = last_mark != 0;
+    last->next = old->next;
+    *link = list;
+    free_token(old);
+    return last;
+}
+
 // A copy of the tokens from `first` up to, not including, `stop`.
 PpToken *copy_range(const PpToken *first, const PpToken *stop, PpToken **last) {
     PpToken *head = nullptr;
@@ -659,17 +689,7 @@ ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **las
         name->no_expand = 1;
         return KEPT;
     }
-    // Whether the expansion ends in a name that stayed a plain identifier,
-    // told before the marks are cleared: such a name is never called by
-    // the text behind the expansion either.
-    PpToken *end = body;
-    while (end != nullptr && end->next != nullptr)
-        end = end->next;
-    *end_kept = end != nullptr && end->no_expand;
-    if (mode == 0)
-        for (PpToken *token = body; token; token = token->next)
-            token->no_expand = 0;
-    *last = splice_list(link, body);
+    *last = splice_expansion(link, body, mode == 0, end_kept);
     return EXPANDED;
 }
 
@@ -723,7 +743,7 @@ int expand_macros(PpToken **link, int mode) {
             link = &token->next;
             continue;
         }
-        if (int code = builtin_macro_code(token)) {
+        if (int code = may_name_builtin(token) ? builtin_macro_code(token) : 0) {
             if (is_defined_name(token))
                 note_defined_operand(token);
             PpToken *result = expand_builtin(link, code, mode);
