@@ -158,6 +158,28 @@ Token *end_of_input(Token *t) {
     return t;
 }
 
+// Gives the tokens of the line read last back and reads the next line
+// through the preprocessor; false at the end of input.  Apart from
+// read_next_token, whose every call would otherwise pay for what this
+// needs once a line.
+[[gnu::noinline]] bool fetch_line() {
+    if (line_reached != nullptr && line_reached->next == nullptr)
+        pptoken_free_range(line_tokens, line_reached);
+    else
+        pptoken_free_list(line_tokens);
+    line_tokens = nullptr;
+    line_reached = nullptr;
+    char *line = read_logical_line(0);
+    if (line == nullptr)
+        return false;
+    PpToken *scanned = scan_line(line);
+    PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
+    line_tokens = list;
+    line_reached = nullptr;
+    cur_pp = list;
+    return true;
+}
+
 } // namespace
 
 bool replay_token_place(uint32_t *line, const char **file) {
@@ -186,22 +208,8 @@ Token *read_next_token() {
         if (cur_pp == nullptr) {
             // A switched-to list is the whole input: no line is read while
             // a directive's expression is parsed.
-            if (switched)
-                return end_of_input(t);
-            if (line_reached != nullptr && line_reached->next == nullptr)
-                pptoken_free_range(line_tokens, line_reached);
-            else
-                pptoken_free_list(line_tokens);
-            line_tokens = nullptr;
-            line_reached = nullptr;
-            char *line = read_logical_line(0);
-            if (line == nullptr)
+            if (switched || !fetch_line())
                 return end_of_input(t);     // a string still waiting is lost
-            PpToken *scanned = scan_line(line);
-            PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
-            line_tokens = list;
-            line_reached = nullptr;
-            cur_pp = list;
             continue;
         }
 

@@ -23,6 +23,7 @@ enum : uint8_t {
     CC_IDENT = 8,    // letter, digit or _
     CC_SPACE = 16,   // blank, tab, line feed, vertical tab, form feed, return
     CC_OCTAL = 32,
+    CC_SKIP = 64,    // may start white space or a comment: blank, '/', ';'
 };
 
 struct CharClasses {
@@ -39,12 +40,14 @@ struct CharClasses {
         for (int c = 'A'; c <= 'F'; c++)
             of[c] |= CC_HEX;
         of[static_cast<int>('_')] = CC_IDENT;
-        of[static_cast<int>(' ')] = CC_SPACE;
-        of[static_cast<int>('\t')] = CC_SPACE;
-        of[static_cast<int>('\n')] = CC_SPACE;
-        of[static_cast<int>('\v')] = CC_SPACE;
-        of[static_cast<int>('\f')] = CC_SPACE;
-        of[static_cast<int>('\r')] = CC_SPACE;
+        of[static_cast<int>(' ')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\t')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\n')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\v')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\f')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\r')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('/')] = CC_SKIP;
+        of[static_cast<int>(';')] = CC_SKIP;
     }
 };
 
@@ -67,6 +70,9 @@ int block_left;
 // in assembly text a ';' starts a comment, except behind the '#' of a
 // directive line.
 char *skip_space(char *p, const PpToken *first) {
+    // Most tokens follow one another with no white space, or one blank.
+    if (!in_comment && !has_class(*p, CC_SKIP))
+        return p;
     for (;;) {
         if (in_comment) {
             while (*p && !(p[0] == '*' && p[1] == '/'))

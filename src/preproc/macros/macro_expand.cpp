@@ -554,13 +554,20 @@ void substitute(PpToken **body, MacroDef *macro) {
         // A call of this macro inside one of its own arguments fills a fresh
         // argument array; the macro's state is not yet set, so such a call
         // is expanded.
+        // A few parameters, the common case, get their array on the stack.
+        constexpr int LOCAL_ARGS = 8;
+        PpToken *local[LOCAL_ARGS];
         PpToken **args = macro->args;
         size_t size = static_cast<size_t>(count) * sizeof(PpToken *);
-        macro->args = static_cast<PpToken **>(checked_alloc(static_cast<unsigned>(size), nullptr));
-        std::memset(macro->args, 0, size);
+        PpToken **fresh = count <= LOCAL_ARGS
+                              ? local
+                              : static_cast<PpToken **>(checked_alloc(static_cast<unsigned>(size), nullptr));
+        std::memset(fresh, 0, size);
+        macro->args = fresh;
         for (int i = 0; i < count; i++)
             expand_macros(&args[i], 1);
-        std::free(macro->args);
+        if (fresh != local)
+            std::free(fresh);
         macro->args = args;
 
         link = body;
