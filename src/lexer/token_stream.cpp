@@ -190,10 +190,59 @@ bool replay_token_place(uint32_t *line, const char **file) {
     return true;
 }
 
+namespace {
+
+// The kinds that a token of the list does not simply hand on: a line end,
+// a string (which waits for more strings), constants to convert, a bad
+// character, assembly text.  All are below 64.
+constexpr uint64_t SPECIAL_KINDS = uint64_t(1) << PP_EOL | uint64_t(1) << TOK_STRING |
+                                   uint64_t(1) << PP_NUMBER | uint64_t(1) << PP_CHAR |
+                                   uint64_t(1) << PP_BAD | uint64_t(1) << TOK_ASM;
+
+bool is_special_kind(uint16_t kind) {
+    return kind < 64 && (SPECIAL_KINDS >> kind & 1) != 0;
+}
+
+Token *read_token(Token *t);
+
+} // namespace
+
+// Most tokens are a name or an operator of a line already read: they are
+// handed on here, the rest by read_token.
 Token *read_next_token() {
     Token *t = &ring[ring_cursor];
     ring_cursor = ring_cursor == RING_SIZE - 1 ? 0 : ring_cursor + 1;
+    PpToken *pp = cur_pp;
+    if (token_mode != 0 || pp == nullptr || is_special_kind(pp->kind))
+        return read_token(t);
+    if (!switched)
+        line_reached = pp;
+    t->line = pp->line;
+    t->column = pp->column;
+    t->length = pp->length;
+    if (pp->kind == TOK_IDENT) {
+        NameEntry *entry = pptoken_name(pp);
+        if (entry->keyword != 0) {
+            t->code = entry->keyword;
+            t->value.integer = 0;
+        } else {
+            t->code = TOK_IDENT;
+            t->value.name = entry_name(entry);
+        }
+    } else {
+        t->code = pp->kind;
+        t->value.integer = 0;
+    }
+    cur_pp = pp->next;
+    last_token = t;
+    return t;
+}
 
+namespace {
+
+// Any token: the whole walk, with line reading, joining of strings,
+// conversion of constants, recording and replay.
+Token *read_token(Token *t) {
     if (token_mode == 2) {
         if (replay_token(t)) {
             last_token = t;
@@ -285,6 +334,8 @@ Token *read_next_token() {
         record_token(t);
     return t;
 }
+
+} // namespace
 
 void token_overflow() {
     // A parser that gives back more than it took: no source can cause this,

@@ -270,6 +270,7 @@ PpToken *scan_line(char *text) {
     // Nothing in the scan moves the source position, so the line is asked
     // for once.
     const uint32_t text_line = current_line();
+    const bool spliced = splice_count > 1;
     while (*p) {
         PpToken *token = pptoken_new();
         *tail = token;
@@ -281,7 +282,7 @@ PpToken *scan_line(char *text) {
 
         uint32_t line = text_line;
         uint32_t column = static_cast<uint32_t>(p - text);
-        if (splice_count > 1)
+        if (spliced)
             physical_position(&line, &column);
         token->line = line;
         token->column = static_cast<uint16_t>(column);
@@ -294,17 +295,10 @@ PpToken *scan_line(char *text) {
             break;
         }
         char *end;
-        if (has_class(c, CC_DIGIT) || (c == '.' && has_class(p[1], CC_DIGIT))) {
-            end = scan_number(p);
-            token->kind = PP_NUMBER;
-        } else if (c == '"' || c == '\'' || (c == 'L' && (p[1] == '"' || p[1] == '\''))) {
-            char *quote = c == 'L' ? p + 1 : p;
-            bool closed;
-            end = scan_quoted(quote, &closed);
-            token->kind = *quote == '"' ? uint16_t{TOK_STRING} : uint16_t{PP_CHAR};
-            if (!closed && !asm_mode && in_active_code())
-                report("unbalanced %c", *quote);
-        } else if (has_class(c, CC_IDENT)) {
+        // Names first, as the most frequent tokens; an L in front of a
+        // quote starts a wide constant, not a name.
+        bool wide_quote = c == 'L' && (p[1] == '"' || p[1] == '\'');
+        if ((has_class(c, CC_LETTER) || c == '_') && !wide_quote) {
             // Each name is looked up as it is cut, hashed on the way; the
             // token keeps its entry.
             uint32_t hash = name_hash_step(NAME_HASH_START, c);
@@ -317,6 +311,16 @@ PpToken *scan_line(char *text) {
             token->entry = entry;
             if (entry->macro != nullptr || (may_name_builtin(token) && builtin_macro_code(token) != 0))
                 macro_names++;
+        } else if (has_class(c, CC_DIGIT) || (c == '.' && has_class(p[1], CC_DIGIT))) {
+            end = scan_number(p);
+            token->kind = PP_NUMBER;
+        } else if (c == '"' || c == '\'' || wide_quote) {
+            char *quote = c == 'L' ? p + 1 : p;
+            bool closed;
+            end = scan_quoted(quote, &closed);
+            token->kind = *quote == '"' ? uint16_t{TOK_STRING} : uint16_t{PP_CHAR};
+            if (!closed && !asm_mode && in_active_code())
+                report("unbalanced %c", *quote);
         } else {
             end = scan_operator(p, &token->kind);
         }
