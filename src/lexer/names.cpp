@@ -86,6 +86,15 @@ NameSlot *name_slots;
 uint32_t name_slot_count;   // a power of two
 uint32_t name_count;
 
+// The names of a stretch of source are few and come again and again, while
+// the index of a large unit outgrows the processor's caches.  So the entry
+// last found for each value of the low bits of the hash is kept in a small
+// table that stays in the cache, and asked first.  Entries are never freed,
+// so a kept pointer is always some entry; its hash and spelling tell
+// whether it is the one sought.
+constexpr uint32_t RECENT_COUNT = 256;
+NameEntry *recent_names[RECENT_COUNT];
+
 uint32_t hash_name(const char *text, unsigned length) {
     uint32_t hash = NAME_HASH_START;
     for (unsigned i = 0; i < length; i++)
@@ -179,11 +188,17 @@ NameEntry *name_entry(const char *text, unsigned length) {
 }
 
 NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+    NameEntry *&recent = recent_names[hash & (RECENT_COUNT - 1)];
+    if (recent != nullptr && recent->hash == hash && recent->key_length == length &&
+        same_spelling(recent->key, text, length))
+        return recent;
     if (2 * (name_count + 1) > name_slot_count)
         grow_name_index();
     NameSlot *slot = find_slot(text, length, hash);
-    if (slot->entry != nullptr)
-        return slot->entry;
+    if (slot->entry != nullptr) {
+        recent = slot->entry;
+        return recent;
+    }
 
     // The record follows its entry in one block; a name cut to fit the
     // record keeps its whole spelling in a copy of its own, as the key.
@@ -210,6 +225,7 @@ NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
     entry->keyword = keyword_code(text, length);
     *slot = {entry, hash};
     name_count++;
+    recent = entry;
     return entry;
 }
 
