@@ -29,6 +29,28 @@ TrieNode *new_trie_node(char ch, TrieNode *sibling) {
     return node;
 }
 
+// Name entries are cut from large blocks as well, in the order in which
+// names first appear, so that the names used together lie together.  An
+// entry too large for a block's rest, which only a very long name makes,
+// gets a block of its own when it would waste much of one.
+constexpr unsigned ENTRY_BLOCK = 64 * 1024;
+char *entry_cursor;
+unsigned entry_room;
+
+void *new_entry_space(unsigned size) {
+    size = (size + 7) & ~7u;
+    if (size > entry_room) {
+        if (size > ENTRY_BLOCK / 8)
+            return checked_alloc(size, nullptr);
+        entry_cursor = static_cast<char *>(checked_alloc(ENTRY_BLOCK, nullptr));
+        entry_room = ENTRY_BLOCK;
+    }
+    void *space = entry_cursor;
+    entry_cursor += size;
+    entry_room -= size;
+    return space;
+}
+
 // Names are written to the intermediate file with their length plus one in
 // a byte, so a record keeps at most this many characters.  The trie still
 // tells names apart by their whole spelling.
@@ -204,7 +226,7 @@ NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
     // record keeps its whole spelling in a copy of its own, as the key.
     TrieNode *terminal = trie_find(&name_trie, text, length);
     unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
-    auto *entry = static_cast<NameEntry *>(checked_alloc(unsigned(sizeof(NameEntry)) + kept + 2, nullptr));
+    auto *entry = static_cast<NameEntry *>(new_entry_space(unsigned(sizeof(NameEntry)) + kept + 2));
     NameRecord *name = entry_name(entry);
     name->length = static_cast<uint8_t>(kept);
     std::memcpy(name->text, text, kept);
