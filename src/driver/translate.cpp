@@ -34,4 +34,5 @@ void translate_unit() {
         report("missing object declaration");
     if (error_count == 0)
         write_literals();
+    flush_output();
 }

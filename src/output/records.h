@@ -225,6 +225,9 @@ void put_byte(uint32_t value);
 void put_u16(uint32_t value);
 void put_u32(uint32_t value);
 void put_bytes(const void *bytes, size_t length);
+// Hands the bytes gathered so far to the output stream; the translation
+// loop calls it when the unit ends.
+void flush_output();
 // The expression tag of an operator code (OP_...), or -1 when the operator
 // cannot reach the file.
 int expr_tag(int op);

@@ -37,6 +37,7 @@ protected:
         read_to_end();
         source_events = {};
         opt_x = 0;
+        flush_output();
         output_stream = nullptr;
         std::fclose(output);
         for (const std::string &path : paths) std::remove(path.c_str());
@@ -129,7 +130,7 @@ TEST_F(DebugFilesTest, EndOfIncludedFile) {
         new_symbol(&space_list, intern_name("far", 3), SC_NONE, nullptr);
         opt_x = c.x;
         if (c.normal_run) start_intermediate_file();
-        std::string before = file_text(output);
+        std::string before = (flush_output(), file_text(output));
 
         SourceFile *main_file = current_source;
         open(new_file("y\n"), 1);
@@ -145,7 +146,7 @@ TEST_F(DebugFilesTest, EndOfIncludedFile) {
         EXPECT_EQ(included->debug_end_label != 0, closed);
         EXPECT_EQ(included->debug_label, 0);
         EXPECT_EQ(main_file->debug_end_label, 0);
-        std::string written = file_text(output).substr(before.size());
+        std::string written = (flush_output(), file_text(output)).substr(before.size());
         EXPECT_EQ(written, closed ? std::string(std::begin(space_name), std::end(space_name)) : "");
     }
 }
@@ -178,18 +179,18 @@ TEST_F(DebugFilesTest, UsedMacrosReachTheEvent) {
     // The writer's handler puts the body's spelling into the file.
     macros[3]->used = 1;
     start_intermediate_file();
-    std::string before = file_text(output);
+    std::string before = (flush_output(), file_text(output));
     write_used_macros();
-    std::string written = file_text(output).substr(before.size());
+    std::string written = (flush_output(), file_text(output)).substr(before.size());
     const char string_value[] = {char(REC_STRING), 2, '1', '2'};
     EXPECT_EQ(written.substr(written.size() - 4), std::string(string_value, 4));
 
     // Without a listener nothing is written, and `used` is cleared all the same.
     source_events = {};
     macros[3]->used = 1;
-    before = file_text(output);
+    before = (flush_output(), file_text(output));
     write_used_macros();
-    EXPECT_EQ(file_text(output), before);
+    EXPECT_EQ((flush_output(), file_text(output)), before);
     EXPECT_EQ(macros[3]->used, 0);
 
     for (const char *name : {"UNUSED", "EMPTY", "CALL", "TEXT"}) {

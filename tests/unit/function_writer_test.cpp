@@ -102,6 +102,7 @@ protected:
         func_state.frame_low = 0;
     }
     void TearDown() override {
+        flush_output();
         std::fclose(output_stream);
         output_stream = nullptr;
         std::free(buffer_);
@@ -113,6 +114,7 @@ protected:
     // records between REC_REGISTERS and REC_FUNCTION_END, one a line.
     std::string body(StmtNode *root) {
         write_function(&f_, root, 1, 1, 0);
+        flush_output();
         std::fflush(output_stream);
         char *text = nullptr;
         size_t length = 0;
@@ -148,6 +150,7 @@ protected:
     // The records of the frame, REC_FUNCTION_LINES to REC_REGISTERS.
     std::string frame(StmtNode *root) {
         write_function(&f_, root, 1, 1, 12);
+        flush_output();
         std::fflush(output_stream);
         char *text = nullptr;
         size_t length = 0;
@@ -419,10 +422,12 @@ TEST_F(FunctionWriter, ErrorsStopTheBody) {
 // An operator that the file has no tag for is reported and left out.
 TEST_F(FunctionWriter, UnknownOperator) {
     Messages messages;
-    std::fflush(output_stream);
+    flush_output();
+        std::fflush(output_stream);
     size_t before = size_;
     write_expr(node(OP_ARG, num(1), num(2)), 0);
-    std::fflush(output_stream);
+    flush_output();
+        std::fflush(output_stream);
     EXPECT_EQ(size_, before);
     EXPECT_NE(messages.take().find("PANIC! unknown op 31"), std::string::npos);
 }

@@ -41,6 +41,7 @@ protected:
         written();
     }
     void TearDown() override {
+        flush_output();
         std::fclose(output_stream);
         std::fclose(error_stream);
         std::free(buffer_);
@@ -48,6 +49,7 @@ protected:
     }
     // Everything written since the last call.
     Bytes written() {
+        flush_output();
         std::fflush(output_stream);
         Bytes bytes(buffer_ + mark_, buffer_ + size_);
         mark_ = size_;
