@@ -243,6 +243,13 @@ void cache_globals(StmtNode *block) {
     }
 }
 
+void report_unreached_names(StmtNode *root) {
+    for (StmtNode *block = root->next_block; block != nullptr; block = block->next_block)
+        for (Symbol *sym = block->locals; sym != nullptr; sym = sym->next)
+            if ((sym->flags & (SYM_DECLARED | SYM_PLACED)) == 0)
+                report_undefined(sym);
+}
+
 void place_locals(StmtNode *block) {
     if (block->locals != nullptr)
         sort_locals(block);

@@ -41,6 +41,9 @@ extern int32_t reg_arg_count;
 // func_state.frame_offset, or none; reports the names used but never
 // declared.
 void place_locals(StmtNode *block);
+// Reports the names used but never declared in the blocks of the body
+// that rewriting never entered, as dead code is not walked.
+void report_unreached_names(StmtNode *root);
 // The order in which a block's locals compete for registers: `register`
 // variables first (unless -a1), then by use count, greatest first.
 void sort_locals(StmtNode *block);

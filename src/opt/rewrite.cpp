@@ -53,15 +53,21 @@ void rewrite_expr_stmt(StmtNode *s) {
     fold_expr(e, 0);
 }
 
+// Blocks open in the walk; 0 outside the function body.
+int32_t open_blocks;
+
 void rewrite_block(StmtNode *s) {
     int32_t saved_offset = func_state.frame_offset;
     uint32_t saved_regs = free_regs;
+    open_blocks++;
     place_locals(s);
     for (StmtNode *t = s->body; t != nullptr; t = t->next)
         if ((t->flags & SF_DEAD) == 0)
             rewrite_stmt(t);
     func_state.frame_offset = saved_offset;
     free_regs = restored_free_regs(saved_regs);
+    if (--open_blocks == 0)
+        report_unreached_names(s);
 }
 
 void rewrite_while(StmtNode *s) {

@@ -81,6 +81,7 @@ void drop_break_cases(StmtNode *s, CaseScan &scan) {
                 scan.case_count--;
             else if (entry == scan.default_entry)
                 scan.default_entry = nullptr;
+            release_symbols(entry, entry->next);
         } else {
             slot = &entry->next;
         }
@@ -94,8 +95,11 @@ void become_test_only(StmtNode *s, ExprNode *test) {
 }
 
 // `switch (x) { case c: ... }` is `if (x == c) { goto case c; ... }`, with
-// the default, if any, reached by the else.
-void become_if(StmtNode *s, ExprNode *test, TypeNode *type, CaseScan &scan) {
+// the default, if any, reached by the else.  The selector is compared as
+// the switch would compare it, widened to int when a char cannot hold c.
+void become_if(StmtNode *s, CaseScan &scan) {
+    ExprNode *test = s->expr;
+    TypeNode *type = test->type;
     Symbol *only = nullptr;
     for (Symbol *entry = s->cases; entry != nullptr; entry = entry->next)
         if (entry->sclass == SC_CASE)
@@ -164,5 +168,5 @@ void rewrite_switch(StmtNode *s, ExprNode *test) {
     }
     // A selector of another type was refused when it was parsed.
     if (scan.case_count == 1 && test->op != OP_PRELUDE && is_integer_code(type->code))
-        become_if(s, test, type, scan);
+        become_if(s, scan);
 }
