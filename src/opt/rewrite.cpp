@@ -74,9 +74,18 @@ void rewrite_while(StmtNode *s) {
     if (s->expr == nullptr)
         return;
     fold_expr(s->expr, 0);
-    if (is_zero_const(s->expr) && !carries_label(s)) {
-        make_empty(s);
-        return;
+    if (is_zero_const(s->expr)) {
+        if (!carries_label(s)) {
+            make_empty(s);
+            return;
+        }
+        // Code that jumps into the body runs it once and leaves, as an if
+        // whose test fails does; a loop with a false test would be written
+        // as an endless one.
+        if ((s->flags & SF_CONTINUE) == 0) {
+            s->kind = ST_IF;
+            s->alt = nullptr;
+        }
     }
     rewrite_stmt(s->body);
 }

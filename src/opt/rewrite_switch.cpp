@@ -45,9 +45,10 @@ CaseScan scan_cases(Symbol *cases, ExprNode *test, TypeNode *type) {
 
 bool is_block(const StmtNode *s) { return s != nullptr && s->kind == ST_BLOCK; }
 
-// A jump to a case entry, put first in the block.
-void jump_first(StmtNode *block, Symbol *entry) {
-    StmtNode *jump = make_goto(block);
+// A jump to a case entry, put first in the block of the switch `s`, at the
+// position of the switch.
+void jump_first(StmtNode *s, StmtNode *block, Symbol *entry) {
+    StmtNode *jump = make_goto(s);
     jump->goto_label = entry;
     jump->next = block->body;
     block->body = jump;
@@ -119,7 +120,7 @@ void become_if(StmtNode *s, CaseScan &scan) {
         s->alt->goto_label = scan.default_entry;
     }
     if (is_block(s->body))
-        jump_first(s->body, only);
+        jump_first(s, s->body, only);
 }
 
 }  // namespace
@@ -154,7 +155,7 @@ void rewrite_switch(StmtNode *s, ExprNode *test) {
         }
         s->kind = ST_SEQUENCE;
         if (is_block(s->body)) {
-            jump_first(s->body, target);
+            jump_first(s, s->body, target);
             mark_passed_over(s->body, target->stmt);
         }
         s->expr = nullptr;
