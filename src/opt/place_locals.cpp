@@ -145,6 +145,8 @@ void place_one(StmtNode *block, Symbol *sym) {
         place_reg_copy(block, sym);
         break;
     case SC_AUTO:
+        if (sym->type == nullptr)
+            break;
         func_state.frame_offset = align_up(func_state.frame_offset - type_size(sym->type), sym->type);
         sym->value = uint32_t(func_state.frame_offset);
         break;
