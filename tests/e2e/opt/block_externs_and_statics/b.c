@@ -1,0 +1,1 @@
+int f(void) { extern int z; static int s; return z + s + *1; }
