@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "decl/type.h"
 #include "driver/options.h"
@@ -85,6 +86,9 @@ struct Symbol {
     uint16_t attr;           // attribute word; after register assignment the register
     uint16_t use_count;      // uses weighted by loop depth
     uint8_t sclass;
+    // Order of making: a list that grows at its head holds greater numbers
+    // first.  Lets an index beside a list break ties as a walk would.
+    uint32_t made;
 
     // Private to the lookup index beside symbol_list and tag_list: the
     // position of this Symbol in the index's stack, -1 when not indexed.
@@ -121,6 +125,9 @@ Symbol *release_symbols(Symbol *list, Symbol *stop);
 // instead of every name of the unit.
 void note_counted_global(Symbol *sym);
 void clear_global_counts();
+// The globals counted since the start of the function (a global may stand
+// twice); every global whose use_count is not 0 is among them.
+const std::vector<Symbol *> &counted_globals_list();
 
 // ---------------------------------------------------------------------------
 // Pools of records that live for one function: TypeNode here, StmtNode in

@@ -220,6 +220,8 @@ Symbol *new_symbol(Symbol **head, NameRecord *name, int32_t sclass, TypeNode *ty
     sym->sclass = uint8_t(sclass);
     sym->type = type;
     sym->index_depth = -1;
+    static uint32_t symbols_made;
+    sym->made = ++symbols_made;
     if (name != nullptr)
         name_flag(name) = 1;
     sym->next = *head;
@@ -267,4 +269,8 @@ void clear_global_counts() {
         sym->partner = nullptr;
     }
     counted_globals.clear();
+}
+
+const std::vector<Symbol *> &counted_globals_list() {
+    return counted_globals;
 }

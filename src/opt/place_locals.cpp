@@ -67,10 +67,20 @@ Symbol *best_global(StmtNode *block) {
         if ((sym->sclass == SC_EXTERN || sym->sclass == SC_STATIC) && (sym->flags & SYM_IMPLICIT_FN) == 0 &&
             !has_code(sym, {TY_FUNCTION}))
             offer(sym);
-    for (Symbol *sym = symbol_list; sym != nullptr; sym = sym->next)
-        if (sym->sclass != SC_TYPEDEF && sym->sclass != SC_ENUM_MEMBER && (sym->attr & ATTR_INLINE) == 0 &&
-            !has_code(sym, {TY_FUNCTION, TY_ARRAY, TY_STRUCT, TY_UNION}))
-            offer(sym);
+    // Of the unit's names only those this function counted can win: they
+    // are noted as they are counted, so no walk of the whole list is
+    // needed.  Among equal counts the list's walk would find the newest
+    // first.
+    Symbol *global = nullptr;
+    for (Symbol *sym : counted_globals_list())
+        if (sym->use_count != 0 && sym->sclass != SC_TYPEDEF && sym->sclass != SC_ENUM_MEMBER &&
+            (sym->attr & ATTR_INLINE) == 0 && !is_asm_name(sym) &&
+            !has_code(sym, {TY_FUNCTION, TY_ARRAY, TY_STRUCT, TY_UNION}) &&
+            (global == nullptr || sym->use_count > global->use_count ||
+             (sym->use_count == global->use_count && sym->made > global->made)))
+            global = sym;
+    if (global != nullptr)
+        offer(global);
     return best;
 }
 
