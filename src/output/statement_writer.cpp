@@ -15,10 +15,6 @@
 
 namespace {
 
-// eflag on the test of a for loop: the test holds when the loop is entered,
-// so the loop starts with its body instead of a jump to the test.
-constexpr uint8_t TEST_HOLDS_ON_ENTRY = 2;
-
 // Unrolled loops write their body more than once.  The text of an #asm
 // piece is freed once it is written, but not before the last round of
 // every unrolled loop around it.
@@ -121,9 +117,9 @@ void write_while(StmtNode *s) {
 
 // The mark may stand on the test or, behind a prelude, on the test proper.
 bool holds_on_entry(const ExprNode *test) {
-    if (test->eflags & TEST_HOLDS_ON_ENTRY) return true;
+    if (test->eflags & EF_TEST_HOLDS_FIRST) return true;
     return test->op == OP_PRELUDE && test->right != nullptr &&
-           (test->right->eflags & TEST_HOLDS_ON_ENTRY);
+           (test->right->eflags & EF_TEST_HOLDS_FIRST);
 }
 
 // The initial expression of a for or counted loop, positioned only when it
