@@ -6,6 +6,7 @@ void f(int a)
     while (a) a--;
     do a++; while (a < 3);
     for (a = 0; a < 3; a++) g--;
+    for (a = 0; a < g; a += 2) g--;
     for (; a; ) break;
     switch (a) { case 1: return; }
 #asm

@@ -39,7 +39,7 @@ void ranges(unsigned char c)
 }
 void short_selector(short s)
 {
-    switch (s) { case 1: default: g = 1; }
+    switch (s) { case 1: g = 2; case 3: default: g = 1; }
 }
 void wide_gap(int x)
 {
