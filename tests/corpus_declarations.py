@@ -10,7 +10,8 @@ of the program's first function body must give no message: a message on a
 line up to that of the body's `{`, or in a header, is a failure.  What
 follows the first body is not judged here, unless --whole is given: then
 every program must compile, function bodies included, with no message at
-all, warnings at the default level included.
+all, warnings at the default level included, and `zirdump` must read the
+intermediate file it wrote without a complaint.
 
 The first body is found on the text: the first `{` outside any bracket that
 does not open an initialiser (behind `=`) or a struct, union or enum body.
@@ -151,7 +152,21 @@ def check(program, include, workdir, whole):
         in_program = os.path.basename(name) == os.path.basename(program)
         if whole or not in_program or body is None or line <= body:
             bad.append(message)
+    if whole and not bad:
+        bad = unreadable(out)
     return bad
+
+
+def unreadable(out):
+    """What zirdump says against the intermediate file `out`, if anything."""
+    if not os.path.exists(out):
+        return ["no intermediate file written"]
+    run = subprocess.run(["zirdump", out], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                         text=True, errors="replace")
+    complaints = run.stderr.splitlines()
+    if run.returncode != 0 and not complaints:
+        complaints = ["zirdump exited with status %d" % run.returncode]
+    return complaints
 
 
 def programs_named(programs):

@@ -27,11 +27,11 @@ uint32_t name_kind(const Symbol *sym) {
     return kind;
 }
 
+}  // namespace
+
 bool is_asm_name(const NameRecord *name) {
     return name && name->length == 4 && std::memcmp(name->text, "_asm", 4) == 0;
 }
-
-}  // namespace
 
 // A static object or function is known by its label, the others by their
 // name alone.  Names longer than a block can hold are cut.

@@ -30,6 +30,7 @@
 struct Symbol;
 struct TypeNode;
 struct ExprNode;
+struct StmtNode;
 struct NameRecord;
 
 // ---------------------------------------------------------------------------
@@ -199,6 +200,10 @@ enum : uint8_t {
     LOC_REGISTER_BASE = 4,     // a register: its number plus this
 };
 
+// The location of a value kept in register `number` (1..36, the number that
+// register assignment leaves in Symbol.attr).
+constexpr uint32_t register_location(uint32_t number) { return number + LOC_REGISTER_BASE; }
+
 // Kind byte of a Symbol's NameBlock.
 enum : uint8_t {
     NK_OBJECT = 0x81,
@@ -246,6 +251,8 @@ void write_space_names();
 void write_pragma_section(uint32_t line, uint16_t attr, const NameRecord *name);
 void write_asm_text(const void *bytes, size_t length);
 void write_name_block(const Symbol *sym);
+// The name _asm, which stands for assembly text and is no function.
+bool is_asm_name(const NameRecord *name);
 void write_type(const TypeNode *type, uint16_t attr);
 // Mode 0: REC_EXTERN; mode with 0x800: REC_FUNCTION; other modes: REC_PUBLIC.
 void write_symbol_decl(const Symbol *sym, int mode);
@@ -277,3 +284,60 @@ uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label
                               uint16_t end_label);
 void write_debug_file_end(Symbol *symbols, uint16_t label, uint16_t end_label, uint32_t lines);
 void write_debug_macro_name(NameRecord *name);
+
+// ---------------------------------------------------------------------------
+// Functions.  A function is written once its body has been parsed without
+// errors, rewritten and given its registers; writing walks the statement
+// and expression trees once and lowers all control flow to labels and
+// branches.  Writing consumes the tree: comparisons whose value is unused
+// become commas, switch case lists are used up, and the text of #asm
+// pieces is freed, so a tree is written once only.  After the first error
+// reported anywhere no statement is written any more; the frame of the
+// function is still closed, so the file stays well formed.
+
+// The whole function: its debug record, REC_FUNCTION and its frame, the
+// body, REC_FUNCTION_END.  `arg_size` is the size of the argument area.
+void write_function(Symbol *sym, StmtNode *root, uint32_t line, uint32_t brace_line,
+                    int32_t arg_size);
+// The static frame of the current @nostack function: its name followed by
+// ".L", the label of its NameBlock (the function's label if it is static)
+// and the function's attribute word.  The name is null in other functions.
+extern NameRecord *nostack_name;
+extern uint16_t nostack_label;
+extern uint16_t nostack_attr;
+
+// One statement and what it holds.  `continue_label` and `break_label` are
+// where continue and break jump, 0 where there is none.
+void write_stmt(StmtNode *stmt, uint16_t continue_label, uint16_t break_label);
+// REC_POSITION of a part of `stmt` (-l): 0 its head, 1 the test of a do
+// loop, 2 the initial expression of a loop, 3 its update, 4 the test of a
+// for loop or the count of a counted loop.
+void write_stmt_position(const StmtNode *stmt, int mode);
+// The statements that must run before an expression: the left side of an
+// OP_PRELUDE, a statement or a further OP_PRELUDE whose parts come first.
+void write_prelude(void *part);
+// An expression statement: its prelude, then REC_EXPR, unless nothing is
+// left behind the prelude.
+void write_expr_stmt(ExprNode *expr);
+// Stores the value of `expr` in a place without a Symbol: LOC_RESULT,
+// LOC_SELECTOR, or a register's location.
+void write_value_to(ExprNode *expr, uint32_t location);
+// Branches to `label` when the test is false (sense 1) or true (sense 0);
+// && and || become chains of branches, a constant test a jump or nothing.
+void write_branch(ExprNode *expr, uint16_t label, int sense);
+// The table records of a switch behind its body.  Gives 0 when the case
+// list holds a default, else `default_label`, which the caller must then
+// define.
+uint16_t write_switch_table(uint16_t table_label, uint16_t default_label, Symbol *cases,
+                            uint32_t width);
+
+// One expression in prefix form.  With `discard` set its value is not used.
+void write_expr(ExprNode *node, int discard);
+// The callee of a call, read through: a named function is a leaf with its
+// NameBlock.
+void write_call_target(ExprNode *callee);
+// Recognises a call of _asm("text", ...).  With `check` set only tells
+// whether `call` is one.  Otherwise writes the call up to its further
+// arguments, which it leaves in `*rest`, and gives 1; a call whose first
+// argument is missing or no string literal is reported and gives 0.
+int write_asm_call(ExprNode *call, int check, ExprNode **rest);

@@ -46,6 +46,10 @@ enum : uint16_t {
     SF_UNROLLED = 0x400,       // ST_COUNTED: emitted unrolled
 };
 
+// Mark on the test of an ST_FOR (ExprNode.eflags): the test is known to
+// hold when the loop is entered, so the loop need not branch to it first.
+constexpr uint8_t EF_TEST_HOLDS_FIRST = 2;
+
 // One statement.  What expr, body, alt and extra hold depends on kind; a
 // field a kind does not use keeps an old value and is never read.
 struct StmtNode {

@@ -73,6 +73,7 @@ std::string kind_name(const StmtNode *s) {
     case ST_WHILE: return "while";
     case ST_DO: return "do";
     case ST_FOR: return "for";
+    case ST_COUNTED: return "counted";
     case ST_SWITCH: return "switch";
     case ST_BREAK: return "break";
     case ST_CONTINUE: return "continue";
@@ -108,6 +109,7 @@ std::string stmt_text(const StmtNode *s) {
     case ST_WHILE:
     case ST_DO:
     case ST_FOR:
+    case ST_COUNTED:
         text += "(" + stmt_text(s->body) + ")";
         break;
     case ST_SWITCH: {
@@ -235,7 +237,7 @@ TEST_F(Statements, FlagsLabelsAndCaseLists) {
         // The control variable of a loop that steps by one: every use
         // reads it, an assignment changes it, and so does a bound that
         // a call computes.
-        {"for (i = 0; i < 9; i++) x = i; }", "{ for[R](expr) return }"},
+        {"for (i = 0; i < 9; i++) x = i; }", "{ counted[R](expr) return }"},
         {"for (i = 0; i < 9; i++) i = 2; }", "{ for[RW](expr) return }"},
         {"for (i = 0; i < g(); i++) ; }", "{ for[W](;) return }"},
         {"for (i = 0; i < x; i++) x = 1; }", "{ for(expr) return }"},

@@ -72,8 +72,6 @@ const char *record_name(const ZirRecord &r) {
     case REC_SWITCH1: return "SWITCH1";
     case REC_SWITCH2: return "SWITCH2";
     case REC_SWITCH4: return "SWITCH4";
-    case REC_LABEL: return "LABEL";
-    case REC_CASE_LABEL: return "CASE_LABEL";
     case REC_EXTERN: return "EXTERN";
     case REC_PUBLIC: return "PUBLIC";
     case REC_FUNCTION: return "FUNCTION";
@@ -357,18 +355,17 @@ void Line::put_record(const ZirRecord &r) {
              r.position.last_line, r.position.last_column);
         return;
     case REC_JUMP:
-        put("JUMP label=");
+        put("JUMP ");
         put_label(r.label);
         return;
     case REC_LABEL: case REC_CASE_LABEL:
-        putf("%s label=", record_name(r));
-        put_label(r.code_label.label);
-        putf(" line=%u", r.code_label.line);
-        if (r.code_label.line != 0) putf(" flag=%u", r.code_label.flag);
+        // The name of the label opens the line (see dump_intermediate).
+        if (r.tag == REC_CASE_LABEL) put(" CASE_LABEL");
+        if (r.code_label.line != 0) putf(" line=%u flag=%u", r.code_label.line, r.code_label.flag);
         return;
     case REC_BRANCH_LT: case REC_BRANCH_GE: case REC_BRANCH_GT:
     case REC_BRANCH_LE: case REC_BRANCH_EQ: case REC_BRANCH_NE:
-        putf("%s label=", record_name(r));
+        putf("%s ", record_name(r));
         put_label(r.branch.label);
         put(" left=");
         put_tree(r.branch.left);
@@ -471,7 +468,15 @@ int dump_intermediate(const uint8_t *data, size_t size, const char *name, bool s
         while ((status = reader.next(&record)) == ZIR_RECORD) {
             line.text.clear();
             if (show_offsets) line.putf("%08zx: ", record.offset);
-            line.text.append(size_t(indent_of(record)) * 2, ' ');
+            // A code label stands at the start of its line, as in an
+            // assembly listing, so that the eye finds the targets of jumps.
+            if (record.context == ZIR_BODY &&
+                (record.tag == REC_LABEL || record.tag == REC_CASE_LABEL)) {
+                line.put_label(record.code_label.label);
+                line.put(":");
+            } else {
+                line.text.append(size_t(indent_of(record)) * 2, ' ');
+            }
             line.put_record(record);
             line.text += '\n';
             std::fwrite(line.text.data(), 1, line.text.size(), out);
