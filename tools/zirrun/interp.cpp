@@ -392,7 +392,8 @@ int32_t switch_target(const SwitchTable &t, uint32_t selector) {
 Value run(const Function &fn, uint32_t args, uint32_t result) {
     Machine &m = *machine;
     char probe;
-    if (size_t(m.host_stack_base - &probe) > m.host_stack_room) fault(F_STACK, "stack overflow");
+    if (size_t(m.host_stack_base - &probe) > m.host_stack_room || m.depth >= MAX_CALL_DEPTH)
+        fault(F_STACK, "stack overflow");
     Frame f;
     f.function = &fn;
     f.args = args;
@@ -407,6 +408,7 @@ Value run(const Function &fn, uint32_t args, uint32_t result) {
     const Function *caller = m.current;
     uint32_t caller_line = m.current_line;
     m.current = &fn;
+    m.depth++;
     // An argument that came in a register is stored by the callee at its
     // offset in its own type: a char then lies in the first byte of its slot.
     for (const RegArg &r : fn.reg_args) {
@@ -473,6 +475,7 @@ Value run(const Function &fn, uint32_t args, uint32_t result) {
         case I_END: {
             m.current = caller;
             m.current_line = caller_line;
+            m.depth--;
             if (fn.result_size) return int_value(int32_t(result));
             return f.slots[1];
         }

@@ -111,6 +111,7 @@ constexpr uint32_t NEAR_BASE = 0x100;
 constexpr uint32_t FAR_BASE = 0x10000;
 constexpr uint32_t STACK_SIZE = 0x8000;
 constexpr uint32_t FAR_LIMIT = 0x10000000;   // the far heap stops here
+constexpr uint32_t MAX_CALL_DEPTH = 100000;  // deeper recursion is a stack fault
 
 struct Memory {
     // Addresses 0 .. size-1; valid are [TINY_BASE, low_end) and
@@ -293,6 +294,7 @@ struct Machine {
     uint32_t sp = 0;           // stack pointer; the stack grows down
     uint32_t stack_low = 0;
     uint64_t steps = 0, step_limit = 0;
+    uint32_t depth = 0;        // calls in progress
     bool single_float = false;
     // What a fault message names.
     const Function *current = nullptr;

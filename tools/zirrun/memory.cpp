@@ -127,7 +127,19 @@ uint32_t Heap::allocate(Memory &memory, uint32_t size, bool far) {
         std::memset(&memory.bytes[address], 0, need);
         return address;
     }
-    if (arena.limit - arena.top < need) return 0;
+    // Objects at fixed addresses keep their bytes: the bump region passes
+    // over them.
+    for (bool moved = true; moved;) {
+        moved = false;
+        for (const Memory::Block &block : memory.fixed) {
+            uint32_t end = block.address + uint32_t(block.bytes.size());
+            if (block.address < arena.top + need && end > arena.top && end > block.address) {
+                arena.top = (end + 7) & ~7u;
+                moved = true;
+            }
+        }
+    }
+    if (arena.top > arena.limit || arena.limit - arena.top < need) return 0;
     uint32_t address = arena.top;
     arena.top += need;
     if (far && memory.bytes.size() < arena.top) memory.bytes.resize(arena.top);
