@@ -104,18 +104,36 @@ bool compile(const std::string &folder, const std::vector<std::string> &flags,
 }
 
 struct Run {
+    const char *name;
+    const std::vector<uint8_t> *bytes;
+    uint64_t steps;
     int argc;
     char **argv;
     int result;
     size_t stack_room;         // how deep the host stack may grow
 };
 
+void set_up(Machine &m);
+
+// Loads and runs the program.  Both recurse on the nesting of expressions,
+// so both run on the large stack of their own thread.
 void *run_thread(void *data) {
     Run *run = static_cast<Run *>(data);
     char base;
-    machine->host_stack_base = &base;
-    machine->host_stack_room = run->stack_room;
+    Program program;
+    Machine m;
+    m.program = &program;
+    m.step_limit = run->steps;
+    m.host_stack_base = &base;
+    m.host_stack_room = run->stack_room;
+    if (!load_program(run->bytes->data(), run->bytes->size(), run->name, &program, &m.memory)) {
+        run->result = STATUS_BAD_FILE;
+        return nullptr;
+    }
+    set_up(m);
+    machine = &m;
     run->result = run_main(run->argc, run->argv);
+    machine = nullptr;
     return nullptr;
 }
 
@@ -182,15 +200,7 @@ int main(int argc, char **argv) {
         }
     }
 
-    Program program;
-    Machine m;
-    m.program = &program;
-    m.step_limit = steps;
-    if (!load_program(bytes.data(), bytes.size(), file.c_str(), &program, &m.memory)) return STATUS_BAD_FILE;
-    set_up(m);
-    machine = &m;
-
-    Run run{argc - k, argv + k, 0, HOST_STACK - (size_t(32) << 20)};
+    Run run{file.c_str(), &bytes, steps, argc - k, argv + k, 0, HOST_STACK - (size_t(32) << 20)};
     pthread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setstacksize(&attr, HOST_STACK);

@@ -194,6 +194,13 @@ Value combine(const Node *n, Value old, Value operand) {
 
 Value run(const Function &fn, uint32_t args, uint32_t result);
 
+// Takes `size` bytes of the stack, on an 8-byte boundary.
+void reserve(uint32_t size) {
+    Machine &m = *machine;
+    if (size > m.sp - m.stack_low || ((m.sp - size) & ~7u) < m.stack_low) fault(F_STACK, "stack overflow");
+    m.sp = (m.sp - size) & ~7u;
+}
+
 const Symbol &code_symbol(uint32_t address) {
     Program &p = *machine->program;
     uint32_t index = (address - p.code_base) / 4;
@@ -235,12 +242,11 @@ Value call(const Node *n, Frame &f) {
     uint32_t result = 0;
     if (n->cls == C_STRUCT || fn.result_size) {
         uint32_t size = std::max(n->cls == C_STRUCT ? n->size : 0, fn.result_size);
-        machine->sp = (machine->sp - size) & ~7u;
+        reserve(size);
         result = machine->sp;
     }
     uint32_t saved = machine->sp;
-    machine->sp -= site.area_size;
-    if (machine->sp < machine->stack_low || machine->sp > saved) fault(F_STACK, "stack overflow");
+    reserve(site.area_size);
     uint32_t area = machine->sp;
     for (const CallArg &a : site.args) {
         Value v = eval(a.expr, f);
@@ -523,11 +529,10 @@ Value call_address(uint32_t address, const Value *args, const Cls *classes, int 
     uint32_t saved = machine->sp;
     uint32_t result = 0;
     if (fn.result_size) {
-        machine->sp = (machine->sp - fn.result_size) & ~7u;
+        reserve(fn.result_size);
         result = machine->sp;
     }
-    machine->sp = (machine->sp - offset) & ~7u;
-    if (machine->sp < machine->stack_low || machine->sp > saved) fault(F_STACK, "stack overflow");
+    reserve(offset);
     uint32_t area = machine->sp;
     for (int k = 0; k < count && k < 16; k++) machine->memory.store(area + offsets[k], classes[k], args[k]);
     Value r = run(fn, area, result);

@@ -16,7 +16,7 @@
 //   0x0100 ..            near objects and literals, then the near heap
 //          .. code_base  the stack, growing down from code_base
 //   code_base .. 0xFFFF  one 4-byte address per function; never mapped
-//   0x10000 ..           far objects, then the far heap
+//   0x10000 .. 64 M      far objects, then the far heap
 //
 // Objects at fixed addresses keep their addresses, in blocks of their own.
 #pragma once
@@ -110,7 +110,7 @@ constexpr uint32_t TINY_BASE = 0x10;
 constexpr uint32_t NEAR_BASE = 0x100;
 constexpr uint32_t FAR_BASE = 0x10000;
 constexpr uint32_t STACK_SIZE = 0x8000;
-constexpr uint32_t FAR_LIMIT = 0x10000000;   // the far heap stops here
+constexpr uint32_t FAR_LIMIT = 0x04000000;   // far data and the far heap stop here
 constexpr uint32_t MAX_CALL_DEPTH = 100000;  // deeper recursion is a stack fault
 
 struct Memory {
