@@ -214,7 +214,7 @@ Value call_native(const Symbol &s, const Value *args, const Cls *classes, int co
     return native_function(s.native)(args, classes, count, result);
 }
 
-Value call(const Node *n, Frame &f) {
+[[gnu::noinline]] Value call(const Node *n, Frame &f) {
     const CallSite &site = *n->call;
     uint32_t target = eval(site.callee, f).u;
     const Symbol &s = code_symbol(target);
@@ -259,6 +259,59 @@ Value call(const Node *n, Frame &f) {
     return r;
 }
 
+// The operations that store, call or take addresses: kept out of eval so
+// that the frame of eval, entered once for every node, stays small.
+[[gnu::noinline]] Value eval_effect(const Node *n, Frame &f) {
+    Value v;
+    switch (n->op) {
+    case N_ASSIGN: {
+        Place p = place(n->a, f);
+        Value r = eval(n->b, f);
+        if (n->cls == C_STRUCT) {
+            copy_bytes(p.address, r.u, n->a->size);
+            v.d = 0;
+            v.u = p.address;
+            return v;
+        }
+        return store(n->a, p, r);
+    }
+    case N_OP_ASSIGN: {
+        Place p = place(n->a, f);
+        Value old = load(n->a, p);
+        return store(n->a, p, combine(n, old, eval(n->b, f)));
+    }
+    case N_POSTINC: case N_POSTDEC: {
+        Place p = place(n->a, f);
+        Value old = load(n->a, p);
+        store(n->a, p, combine(n, old, eval(n->b, f)));
+        return old;
+    }
+    case N_NEG_IN_PLACE: case N_COMPL_IN_PLACE: {
+        Place p = place(n->a, f);
+        Value old = load(n->a, p);
+        Cls c = n->cls;
+        if (is_real(c)) v = real_value(-old.d);
+        else { v.d = 0; v.u = normalise(c, n->op == N_NEG_IN_PLACE ? 0u - old.u : ~old.u); }
+        return store(n->a, p, v);
+    }
+    case N_ADDR: {
+        Place p = place(n->a, f);
+        if (p.slot) fault(F_MEMORY, "address of a register taken");
+        v.d = 0;
+        v.u = normalise(n->cls, p.address);
+        return v;
+    }
+    case N_CALL:
+        return call(n, f);
+    case N_ASM:
+        if (n->text[0]) fault(F_ASM, "_asm(\"%s\") cannot run", n->text);
+        for (const CallArg &a : n->call->args) eval(a.expr, f);
+        return int_value(0);
+    default:
+        return int_value(0);
+    }
+}
+
 Value eval(const Node *n, Frame &f) {
     Value v;
     switch (n->op) {
@@ -294,6 +347,12 @@ Value eval(const Node *n, Frame &f) {
         Value b = eval(n->b, f);
         return arith_result(n->cls, n->op, n->arith, a, b);
     }
+    case N_ADD_W: v.u = eval(n->a, f).u; v.u += eval(n->b, f).u; return v;
+    case N_SUB_W: v.u = eval(n->a, f).u; v.u -= eval(n->b, f).u; return v;
+    case N_MUL_W: v.u = eval(n->a, f).u; v.u *= eval(n->b, f).u; return v;
+    case N_AND_W: v.u = eval(n->a, f).u; v.u &= eval(n->b, f).u; return v;
+    case N_XOR_W: v.u = eval(n->a, f).u; v.u ^= eval(n->b, f).u; return v;
+    case N_OR_W: v.u = eval(n->a, f).u; v.u |= eval(n->b, f).u; return v;
     case N_LT: case N_GE: case N_GT: case N_LE: case N_EQ: case N_NE: {
         Value a = eval(n->a, f);
         Value b = eval(n->b, f);
@@ -314,36 +373,6 @@ Value eval(const Node *n, Frame &f) {
         v = eval(n->a, f);
         v.u = normalise(n->cls, ~v.u);
         return v;
-    case N_ASSIGN: {
-        Place p = place(n->a, f);
-        Value r = eval(n->b, f);
-        if (n->cls == C_STRUCT) {
-            copy_bytes(p.address, r.u, n->a->size);
-            v.d = 0;
-            v.u = p.address;
-            return v;
-        }
-        return store(n->a, p, r);
-    }
-    case N_OP_ASSIGN: {
-        Place p = place(n->a, f);
-        Value old = load(n->a, p);
-        return store(n->a, p, combine(n, old, eval(n->b, f)));
-    }
-    case N_POSTINC: case N_POSTDEC: {
-        Place p = place(n->a, f);
-        Value old = load(n->a, p);
-        store(n->a, p, combine(n, old, eval(n->b, f)));
-        return old;
-    }
-    case N_NEG_IN_PLACE: case N_COMPL_IN_PLACE: {
-        Place p = place(n->a, f);
-        Value old = load(n->a, p);
-        Cls c = n->cls;
-        if (is_real(c)) v = real_value(-old.d);
-        else { v.d = 0; v.u = normalise(c, n->op == N_NEG_IN_PLACE ? 0u - old.u : ~old.u); }
-        return store(n->a, p, v);
-    }
     case N_COMMA:
         eval(n->a, f);
         return eval(n->b, f);
@@ -358,21 +387,10 @@ Value eval(const Node *n, Frame &f) {
         }
         return load_at(n, address);
     }
-    case N_ADDR: {
-        Place p = place(n->a, f);
-        if (p.slot) fault(F_MEMORY, "address of a register taken");
-        v.d = 0;
-        v.u = normalise(n->cls, p.address);
-        return v;
-    }
     case N_CONVERT:
         return convert(eval(n->a, f), Cls(n->sub), n->cls);
-    case N_CALL:
-        return call(n, f);
-    case N_ASM:
-        if (n->text[0]) fault(F_ASM, "_asm(\"%s\") cannot run", n->text);
-        for (const CallArg &a : n->call->args) eval(a.expr, f);
-        return int_value(0);
+    default:
+        return eval_effect(n, f);
     }
     return int_value(0);
 }

@@ -437,6 +437,17 @@ struct Loader {
             if (n->arith == A_REAL && (bin == N_MOD || bin == N_SHL || bin == N_SHR || bin == N_AND ||
                                        bin == N_XOR || bin == N_OR))
                 return fail("integer operator on a real") ? nullptr : nullptr;
+            if (cls == C_I32 || cls == C_U32 || cls == C_P4) {
+                switch (bin) {
+                case N_ADD: n->op = N_ADD_W; break;
+                case N_SUB: n->op = N_SUB_W; break;
+                case N_MUL: n->op = N_MUL_W; break;
+                case N_AND: n->op = N_AND_W; break;
+                case N_XOR: n->op = N_XOR_W; break;
+                case N_OR: n->op = N_OR_W; break;
+                default: break;
+                }
+            }
             return n;
         }
         case REC_OP_LT: case REC_OP_GE: case REC_OP_GT: case REC_OP_LE: case REC_OP_EQ:

@@ -167,6 +167,8 @@ enum Op : uint8_t {
     N_RESULT_STRUCT,           // the result place of a struct-returning function
     // operators
     N_ADD, N_SUB, N_MUL, N_DIV, N_MOD, N_SHL, N_SHR, N_AND, N_XOR, N_OR,
+    // the same on whole 32-bit words, which need no narrowing afterwards
+    N_ADD_W, N_SUB_W, N_MUL_W, N_AND_W, N_XOR_W, N_OR_W,
     N_LT, N_GE, N_GT, N_LE, N_EQ, N_NE,
     N_LOGAND, N_LOGOR, N_NOT, N_NEG, N_COMPL,
     N_ASSIGN, N_OP_ASSIGN, N_POSTINC, N_POSTDEC, N_NEG_IN_PLACE, N_COMPL_IN_PLACE,
