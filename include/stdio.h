@@ -21,6 +21,11 @@ int printf(const char *format, ...);
 int fprintf(FILE *stream, const char *format, ...);
 int sprintf(char *s, const char *format, ...);
 int snprintf(char *s, size_t n, const char *format, ...);
+/* The values of the v forms are the arguments a va_list of stdarg.h
+   points at. */
+int vprintf(const char *format, char *args);
+int vfprintf(FILE *stream, const char *format, char *args);
+int vsprintf(char *s, const char *format, char *args);
 int puts(const char *s);
 int fputs(const char *s, FILE *stream);
 int putchar(int c);

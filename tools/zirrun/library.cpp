@@ -57,17 +57,51 @@ Cls pointer_class_of(Cls pointer) { return pointer == C_P4 ? C_P4 : pointer == C
 
 // -- formatted output -----------------------------------------------------------
 
-std::string format(const Value *args, const Cls *classes, int count, int first) {
-    std::string fmt = read_string(address_arg(args, count, first));
+// Where the values of a format come from: the arguments of the call, or
+// the argument area of a function with a variable list (a va_list of
+// stdarg.h), read slot by slot in the room of each promoted type.
+struct FormatArgs {
+    const Value *values = nullptr;
+    const Cls *classes = nullptr;
+    int count = 0, next = 0;
+    bool in_memory = false;
+    uint32_t cursor = 0;
+
+    uint32_t slot(uint32_t size) {
+        cursor = (cursor + size - 1) & ~(size - 1);
+        uint32_t at = cursor;
+        cursor += size;
+        return at;
+    }
+    int32_t integer() {
+        if (in_memory) return mem().load(slot(4), C_I32).i;
+        int k = next++;
+        return convert(arg(values, count, k), arg_class(classes, count, k), C_I32).i;
+    }
+    double real() {
+        if (in_memory) {
+            if (machine->single_float) return mem().load(slot(4), C_F32).d;
+            return mem().load(slot(8), C_F64).d;
+        }
+        int k = next++;
+        return convert(arg(values, count, k), arg_class(classes, count, k), C_F64).d;
+    }
+    uint32_t address() {
+        if (in_memory) return mem().load(slot(4), C_U32).u;
+        return arg(values, count, next++).u;
+    }
+};
+
+std::string format(uint32_t format_address, FormatArgs &in) {
+    std::string fmt = read_string(format_address);
     std::string out;
-    int next = first + 1;
     for (size_t k = 0; k < fmt.size(); k++) {
         if (fmt[k] != '%') { out += fmt[k]; continue; }
         std::string spec = "%";
         size_t j = k + 1;
         while (j < fmt.size() && std::strchr("-+ #0", fmt[j])) spec += fmt[j++];
         if (j < fmt.size() && fmt[j] == '*') {
-            spec += std::to_string(int_arg(args, classes, count, next++));
+            spec += std::to_string(in.integer());
             j++;
         } else {
             while (j < fmt.size() && std::isdigit(static_cast<unsigned char>(fmt[j]))) spec += fmt[j++];
@@ -76,7 +110,7 @@ std::string format(const Value *args, const Cls *classes, int count, int first) 
         if (j < fmt.size() && fmt[j] == '.') {
             spec += fmt[j++];
             if (j < fmt.size() && fmt[j] == '*') {
-                precision = int_arg(args, classes, count, next++);
+                precision = in.integer();
                 spec += std::to_string(precision);
                 j++;
             } else {
@@ -96,32 +130,28 @@ std::string format(const Value *args, const Cls *classes, int count, int first) 
         int n = 0;
         switch (conversion) {
         case 'd': case 'i': {
-            int32_t v = int_arg(args, classes, count, next++);
+            int32_t v = in.integer();
             if (length == "h") v = int16_t(v);
             if (length == "hh") v = int8_t(v);
             n = std::snprintf(buffer, sizeof buffer, (spec + conversion).c_str(), v);
             break;
         }
         case 'u': case 'x': case 'X': case 'o': {
-            uint32_t v = uint32_t(int_arg(args, classes, count, next++));
+            uint32_t v = uint32_t(in.integer());
             if (length == "h") v = uint16_t(v);
             if (length == "hh") v = uint8_t(v);
             n = std::snprintf(buffer, sizeof buffer, (spec + conversion).c_str(), v);
             break;
         }
         case 'c':
-            n = std::snprintf(buffer, sizeof buffer, (spec + 'c').c_str(),
-                              int_arg(args, classes, count, next++));
+            n = std::snprintf(buffer, sizeof buffer, (spec + 'c').c_str(), in.integer());
             break;
         case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': {
-            Value v = convert(arg(args, count, next), arg_class(classes, count, next), C_F64);
-            next++;
-            n = std::snprintf(buffer, sizeof buffer, (spec + conversion).c_str(), v.d);
+            n = std::snprintf(buffer, sizeof buffer, (spec + conversion).c_str(), in.real());
             break;
         }
         case 's': {
-            std::string s = read_string(address_arg(args, count, next++),
-                                        precision >= 0 ? size_t(precision) : SIZE_MAX);
+            std::string s = read_string(in.address(), precision >= 0 ? size_t(precision) : SIZE_MAX);
             std::string wide = (spec + 's');
             std::vector<char> big(s.size() + 512);
             n = std::snprintf(big.data(), big.size(), wide.c_str(), s.c_str());
@@ -129,13 +159,13 @@ std::string format(const Value *args, const Cls *classes, int count, int first) 
             continue;
         }
         case 'p':
-            n = std::snprintf(buffer, sizeof buffer, "0x%x", address_arg(args, count, next++));
+            n = std::snprintf(buffer, sizeof buffer, "0x%x", in.address());
             break;
         case '%':
             out += '%';
             continue;
         case 'n':
-            next++;
+            in.address();
             continue;
         default:
             out += spec + length + conversion;
@@ -155,9 +185,27 @@ FILE *host_stream(uint32_t file) {
 #define NATIVE(name) Value lib_##name(const Value *args, const Cls *classes, int count, Cls result)
 #define UNUSED (void)args, (void)classes, (void)count, (void)result
 
+// The text of a format whose values follow it among the arguments (k is
+// the format's place), or lie in the area a va_list points into.
+std::string format_call(const Value *args, const Cls *classes, int count, int k) {
+    FormatArgs in;
+    in.values = args;
+    in.classes = classes;
+    in.count = count;
+    in.next = k + 1;
+    return format(address_arg(args, count, k), in);
+}
+
+std::string format_list(const Value *args, int count, int k) {
+    FormatArgs in;
+    in.in_memory = true;
+    in.cursor = address_arg(args, count, k + 1);
+    return format(address_arg(args, count, k), in);
+}
+
 NATIVE(printf) {
     UNUSED;
-    std::string s = format(args, classes, count, 0);
+    std::string s = format_call(args, classes, count, 0);
     std::fwrite(s.data(), 1, s.size(), stdout);
     return int_value(int32_t(s.size()));
 }
@@ -165,27 +213,49 @@ NATIVE(printf) {
 NATIVE(fprintf) {
     UNUSED;
     FILE *f = host_stream(address_arg(args, count, 0));
-    std::string s = format(args, classes, count, 1);
+    std::string s = format_call(args, classes, count, 1);
     std::fwrite(s.data(), 1, s.size(), f);
     return int_value(int32_t(s.size()));
 }
 
 NATIVE(sprintf) {
     UNUSED;
-    std::string s = format(args, classes, count, 1);
+    std::string s = format_call(args, classes, count, 1);
     write_bytes(address_arg(args, count, 0), s.c_str(), uint32_t(s.size() + 1));
     return int_value(int32_t(s.size()));
 }
 
 NATIVE(snprintf) {
     UNUSED;
-    std::string s = format(args, classes, count, 2);
+    std::string s = format_call(args, classes, count, 2);
     uint32_t room = uint32_t(int_arg(args, classes, count, 1));
     if (room > 0) {
         uint32_t n = std::min<uint32_t>(room - 1, uint32_t(s.size()));
         write_bytes(address_arg(args, count, 0), s.data(), n);
         set_byte(address_arg(args, count, 0) + n, 0);
     }
+    return int_value(int32_t(s.size()));
+}
+
+NATIVE(vprintf) {
+    UNUSED;
+    std::string s = format_list(args, count, 0);
+    std::fwrite(s.data(), 1, s.size(), stdout);
+    return int_value(int32_t(s.size()));
+}
+
+NATIVE(vfprintf) {
+    UNUSED;
+    FILE *f = host_stream(address_arg(args, count, 0));
+    std::string s = format_list(args, count, 1);
+    std::fwrite(s.data(), 1, s.size(), f);
+    return int_value(int32_t(s.size()));
+}
+
+NATIVE(vsprintf) {
+    UNUSED;
+    std::string s = format_list(args, count, 1);
+    write_bytes(address_arg(args, count, 0), s.c_str(), uint32_t(s.size() + 1));
     return int_value(int32_t(s.size()));
 }
 
@@ -554,7 +624,8 @@ struct Entry {
 
 const Entry library[] = {
     {"printf", lib_printf}, {"fprintf", lib_fprintf}, {"sprintf", lib_sprintf},
-    {"snprintf", lib_snprintf}, {"puts", lib_puts}, {"fputs", lib_fputs},
+    {"snprintf", lib_snprintf}, {"vprintf", lib_vprintf}, {"vfprintf", lib_vfprintf},
+    {"vsprintf", lib_vsprintf}, {"puts", lib_puts}, {"fputs", lib_fputs},
     {"putchar", lib_putchar}, {"fputc", lib_fputc}, {"putc", lib_fputc},
     {"fflush", lib_fflush}, {"getchar", lib_getchar},
     {"malloc", lib_malloc}, {"calloc", lib_calloc}, {"realloc", lib_realloc}, {"free", lib_free},

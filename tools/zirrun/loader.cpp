@@ -856,9 +856,7 @@ bool load_program(const uint8_t *data, size_t size, const char *name, Program *p
             if (!loader.record(record)) break;
     }
     if (loader.error.empty() && status != ZIR_END) {
-        const ZirError &e = reader.error();
-        std::fprintf(stderr, "zirrun: %s: offset %zu (0x%zx): expected %s, found %s\n", name,
-                     e.offset, e.offset, e.expected.c_str(), e.found.c_str());
+        std::fprintf(stderr, "zirrun: %s\n", zir_error_text(name, reader.error()).c_str());
         return false;
     }
     if (loader.error.empty()) loader.finish();
