@@ -814,6 +814,12 @@ struct Loader {
                 program->code_base + uint32_t(k) * 4;
         if (tiny_next > NEAR_BASE) return fail("tiny data does not fit below 256");
         program->near_end = near_next;
+        program->far_stack = true;
+        for (const Node *n : program->nodes) {
+            bool stack_address = n->op == N_ADDR_LOCAL || n->op == N_ADDR_ARG ||
+                                 (n->op == N_ADDR && n->a->op != N_LOAD_STATIC);
+            if (stack_address && class_size(n->cls) < 4) program->far_stack = false;
+        }
         program->far_end = far_next;
         if (near_next + 0x2000 > program->code_base)
             return fail("near data does not fit below 64 K");

@@ -14,7 +14,8 @@
 //   0x0000 .. 0x000F     never mapped: null and its neighbours fault
 //   0x0010 .. 0x00FF     tiny objects
 //   0x0100 ..            near objects and literals, then the near heap
-//          .. code_base  the stack, growing down from code_base
+//          .. code_base  the stack, growing down from code_base (above
+//                        64 K instead when no pointer to a local is narrow)
 //   code_base .. 0xFFFF  one 4-byte address per function; never mapped
 //   0x10000 .. 64 M      far objects, then the far heap
 //
@@ -109,7 +110,8 @@ constexpr int STATUS_ABORT = 134;        // abort(), or a failed assert
 constexpr uint32_t TINY_BASE = 0x10;
 constexpr uint32_t NEAR_BASE = 0x100;
 constexpr uint32_t FAR_BASE = 0x10000;
-constexpr uint32_t STACK_SIZE = 0x8000;
+constexpr uint32_t STACK_SIZE = 0x8000;       // below 64 K
+constexpr uint32_t FAR_STACK_SIZE = 0x100000;  // above 64 K
 constexpr uint32_t FAR_LIMIT = 0x04000000;   // far data and the far heap stop here
 constexpr uint32_t MAX_CALL_DEPTH = 100000;  // deeper recursion is a stack fault
 
@@ -275,6 +277,10 @@ struct Program {
     std::vector<int32_t> code_symbols;   // symbol of each code address, in order
     uint32_t code_base = FAR_BASE;
     uint32_t near_end = NEAR_BASE, far_end = FAR_BASE;   // end of loaded data
+    // No address of a local or an argument is ever narrower than 4 bytes
+    // (every pointer is far): the stack may then lie above 64 K and be
+    // larger.
+    bool far_stack = false;
     std::vector<Node *> nodes;           // every decoded node, for release
     std::vector<CallSite *> calls;
     std::vector<std::string *> texts;
