@@ -368,7 +368,6 @@ struct Loader {
         CallSite *site = new CallSite{};
         program->calls.push_back(site);
         site->callee = callee_address(callee);
-        uint32_t offset = 0;
         while (args) {
             const ZirNode *arg = args;
             if (args->tag == REC_ARG) {
@@ -379,7 +378,7 @@ struct Loader {
             }
             Node *e = expr(*arg);
             if (!e) return site;
-            CallArg a{e, C_I32, e->cls == C_BITS ? C_U32 : e->cls, 0, 4};
+            CallArg a{e, C_I32, e->cls == C_BITS ? C_U32 : e->cls, 0, 4, 4};
             uint32_t align = 4;
             switch (e->cls) {
             case C_F32:
@@ -391,18 +390,62 @@ struct Loader {
             case C_STRUCT:
                 a.cls = C_STRUCT;
                 a.size = e->size;
+                // The file gives a struct's size, not its alignment: take
+                // the widest that its size allows, up to 4, until the
+                // callee is known (align_struct_args).
                 align = e->size % 4 == 0 ? 4 : e->size % 2 == 0 ? 2 : 1;
                 break;
             default: a.cls = C_I32; break;
             }
             if (a.cls != C_STRUCT) a.expr = converted(e, a.cls);
-            offset = (offset + align - 1) & ~(align - 1);
-            a.offset = offset;
-            offset += a.size;
+            a.align = align;
             site->args.push_back(a);
         }
-        site->area_size = (offset + 7) & ~7u;
+        lay_out(site);
         return site;
+    }
+
+    // Places the arguments in order, each at the next multiple of its
+    // alignment; the area is rounded up to 8 bytes.  Returns the exact size.
+    static uint32_t lay_out(CallSite *site) {
+        uint32_t offset = 0;
+        for (CallArg &a : site->args) {
+            offset = (offset + a.align - 1) & ~(a.align - 1);
+            a.offset = offset;
+            offset += a.size;
+        }
+        site->area_size = (offset + 7) & ~7u;
+        return offset;
+    }
+
+    // A struct passed by value lies in the callee's argument area at its
+    // own alignment, which the file does not tell.  For a call of a
+    // function of this file the alignments are chosen, widest first, so
+    // that the area has the size the callee gives it.
+    void align_struct_args(CallSite *site) {
+        if (site->callee->op != N_ADDR_STATIC || site->callee->symbol < 0) return;
+        int32_t index = program->symbols[size_t(site->callee->symbol)].function;
+        if (index < 0) return;
+        uint32_t wanted = program->functions[size_t(index)].args_bytes;
+        std::vector<CallArg *> structs;
+        for (CallArg &a : site->args)
+            if (a.cls == C_STRUCT) structs.push_back(&a);
+        if (structs.empty() || structs.size() > 8) return;
+        std::vector<uint32_t> best;
+        for (CallArg *a : structs) best.push_back(a->align);
+        if (choose_alignments(site, structs, 0, wanted)) return;
+        for (size_t k = 0; k < structs.size(); k++) structs[k]->align = best[k];
+        lay_out(site);
+    }
+
+    bool choose_alignments(CallSite *site, std::vector<CallArg *> &structs, size_t k, uint32_t wanted) {
+        if (k == structs.size()) return lay_out(site) == wanted;
+        for (uint32_t align = 8; align >= 1; align /= 2) {
+            if (structs[k]->size % align != 0) continue;
+            structs[k]->align = align;
+            if (choose_alignments(site, structs, k + 1, wanted)) return true;
+        }
+        return false;
     }
 
     Node *expr(const ZirNode &z) {
@@ -823,6 +866,7 @@ struct Loader {
         program->far_end = far_next;
         if (near_next + 0x2000 > program->code_base)
             return fail("near data does not fit below 64 K");
+        for (CallSite *site : program->calls) align_struct_args(site);
         // Every object a node or an address refers to must exist.
         for (Node *n : program->nodes) {
             if ((n->op != N_LOAD_STATIC && n->op != N_ADDR_STATIC) || n->symbol < 0) continue;

@@ -207,6 +207,7 @@ struct CallArg {
     Cls cls;                   // promoted class (C_STRUCT: copied bytes)
     Cls declared;              // class of the argument before promotion
     uint32_t offset, size;
+    uint32_t align;            // in bytes
 };
 struct CallSite {
     Node *callee;
