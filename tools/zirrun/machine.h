@@ -1,8 +1,9 @@
 // zirrun's chief header: the machine that runs an intermediate file on the
-// host.  The loader (loader.cpp) reads the file once, lays out its data in
-// the target's memory and decodes every function into the form below; the
-// interpreter (interp.cpp) runs that form; the library (library.cpp) is the
-// small C library a program finds behind the names it leaves undefined.
+// host.  The loader (loader.cpp) reads the file once and lays out its data
+// in the target's memory (memory.cpp), decoding every function into the form
+// below (decode.cpp); the interpreter (interp.cpp) runs that form; the
+// library (library.cpp) is the small C library a program finds behind the
+// names it leaves undefined.
 //
 // The target's model: big-endian memory of 32-bit addresses; char 8 bits,
 // short 16, int and long 32, float 32, double 64 (32 when the file says
