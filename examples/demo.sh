@@ -12,6 +12,9 @@ echo
 echo "\$ zcppc -md -o demo.o demo.c"
 "$bin/zcppc" -md -o demo.o demo.c
 echo
+echo "\$ zcppc -o demo.o demo.c && zirdump demo.o"
+"$bin/zcppc" -o "$out/demo.o" demo.c && "$bin/zirdump" "$out/demo.o"
+echo
 echo "\$ zcppc -l -o startup.o startup.c && zirdump startup.o"
 "$bin/zcppc" -l -o "$out/startup.o" startup.c && "$bin/zirdump" "$out/startup.o"
 echo

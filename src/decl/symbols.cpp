@@ -6,7 +6,6 @@
 // index beside symbol_list and beside tag_list gives the same answers
 // without the walk; the lists stay the truth, and whenever the index cannot
 // vouch for a list it is rebuilt from it or the walk is done.
-#include <unordered_map>
 #include <vector>
 
 #include "decl/symbol.h"
@@ -28,6 +27,21 @@ namespace {
 // Symbols given back, linked through `next`.
 Symbol *symbol_free;
 
+// New Symbols are cut from blocks, one allocation per block instead of one
+// per record; they are never freed, only given back to symbol_free.
+constexpr unsigned SYMBOLS_PER_BLOCK = 256;
+Symbol *symbol_block;
+unsigned symbols_left;
+
+Symbol *fresh_symbol() {
+    if (symbols_left == 0) {
+        symbol_block = static_cast<Symbol *>(checked_alloc(sizeof(Symbol) * SYMBOLS_PER_BLOCK, nullptr));
+        symbols_left = SYMBOLS_PER_BLOCK;
+    }
+    symbols_left--;
+    return symbol_block++;
+}
+
 // The byte behind a name's characters: 1 once a Symbol of the name was made.
 uint8_t &name_flag(NameRecord *name) {
     return reinterpret_cast<uint8_t &>(name->text[name->length]);
@@ -42,8 +56,9 @@ uint8_t &name_flag(NameRecord *name) {
 //
 //   stack[0] is the oldest element (the tail) and stack.back() the head;
 //   stack[i].sym->index_depth == i;
-//   newest[name] is the position of the newest element pushed with that
-//   name, and each entry's `below` the position of the next older one.
+//   the name's entry holds in newest[which] the position of the newest
+//   element pushed with that name (-1 none), and each index entry's `below`
+//   the position of the next older one.
 //
 // So the elements of a list that carry a name are found newest first, which
 // is list order, by following `below` from newest[name]; and an element's
@@ -68,13 +83,17 @@ struct IndexEntry {
 
 struct ListIndex {
     Symbol **head;
+    int which;           // the slot of NameEntry.newest kept by this index
     std::vector<IndexEntry> stack;
-    std::unordered_map<NameRecord *, int32_t> newest;
     bool stale;
 };
 
-ListIndex symbol_index{&symbol_list, {}, {}, false};
-ListIndex tag_index{&tag_list, {}, {}, false};
+ListIndex symbol_index{&symbol_list, 0, {}, false};
+ListIndex tag_index{&tag_list, 1, {}, false};
+
+int32_t &newest(const ListIndex &index, NameRecord *name) {
+    return name_entry_of(name)->newest[index.which];
+}
 std::vector<Symbol *> rebuild_buffer;
 
 Symbol *index_top(const ListIndex &index) {
@@ -91,11 +110,9 @@ void index_push(ListIndex &index, Symbol *sym) {
     int32_t depth = int32_t(index.stack.size());
     int32_t below = -1;
     if (sym->name != nullptr) {
-        auto [it, fresh] = index.newest.try_emplace(sym->name, depth);
-        if (!fresh) {
-            below = it->second;
-            it->second = depth;
-        }
+        int32_t &top = newest(index, sym->name);
+        below = top;
+        top = depth;
     }
     index.stack.push_back({sym, sym->name, below});
     sym->index_depth = depth;
@@ -104,7 +121,7 @@ void index_push(ListIndex &index, Symbol *sym) {
 void index_pop(ListIndex &index) {
     const IndexEntry &entry = index.stack.back();
     if (entry.name != nullptr)
-        index.newest[entry.name] = entry.below;
+        newest(index, entry.name) = entry.below;
     index.stack.pop_back();
 }
 
@@ -168,10 +185,7 @@ Symbol *indexed_find(ListIndex &index, NameRecord *name, Symbol *from, Symbol *s
     int32_t stop_depth = -1;
     if (stop != nullptr && index_holds(index, stop) && stop->index_depth < from_depth)
         stop_depth = stop->index_depth;
-    auto it = index.newest.find(name);
-    if (it == index.newest.end())
-        return nullptr;
-    for (int32_t i = it->second; i > stop_depth; i = index.stack[i].below) {
+    for (int32_t i = newest(index, name); i > stop_depth; i = index.stack[i].below) {
         if (i > from_depth)
             continue;
         Symbol *sym = index.stack[i].sym;
@@ -200,7 +214,7 @@ Symbol *new_symbol(Symbol **head, NameRecord *name, int32_t sclass, TypeNode *ty
         *sym = Symbol{};
         sym->column = column;
     } else {
-        sym = static_cast<Symbol *>(checked_alloc(sizeof(Symbol), nullptr));
+        sym = fresh_symbol();
     }
     sym->name = name;
     sym->sclass = uint8_t(sclass);

@@ -7,16 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 
+thread_local constinit uintptr_t stack_limit = 0;
+
 namespace {
 
 // Left free below the limit: room for the walks of other routines over a
 // deep tree (comparison of trees, typing) below the last check.
 constexpr size_t STACK_MARGIN = size_t(4) << 20;
 constexpr size_t FRESH_STACK_SIZE = size_t(256) << 20;  // stack of each further thread
-
-// Lowest address the running thread may reach, 0 until it is known.
-// Addresses are held as numbers: they are compared, never dereferenced.
-thread_local uintptr_t stack_limit;
 
 uintptr_t find_stack_limit() {
     uintptr_t here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
@@ -36,10 +34,9 @@ uintptr_t find_stack_limit() {
 
 }  // namespace
 
-bool stack_is_low() {
-    if (stack_limit == 0)
-        stack_limit = find_stack_limit();
-    return reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < stack_limit;
+uintptr_t set_stack_limit() {
+    stack_limit = find_stack_limit();
+    return stack_limit;
 }
 
 bool run_on_fresh_stack(void *(*entry)(void *), void *arg) {

@@ -6,8 +6,22 @@
 // ever runs, so the compiler's global state needs no protection.
 #pragma once
 
-// True when the running thread is near the end of its stack.
-bool stack_is_low();
+#include <cstdint>
+
+// Lowest address the running thread may reach, 0 until it is known; kept by
+// stack_room.cpp.  Addresses are held as numbers: they are compared, never
+// dereferenced.
+extern thread_local constinit uintptr_t stack_limit;
+
+// Finds and sets stack_limit for the running thread; returns it.
+uintptr_t set_stack_limit();
+
+// True when the running thread is near the end of its stack.  Asked at every
+// level of every recursive walk, so it is inline: one comparison.
+inline bool stack_is_low() {
+    uintptr_t limit = stack_limit != 0 ? stack_limit : set_stack_limit();
+    return reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) < limit;
+}
 
 // Runs `entry(arg)` on a new thread with a large stack and waits for it;
 // false, without running it, when no thread can be made.

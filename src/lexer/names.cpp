@@ -29,6 +29,28 @@ TrieNode *new_trie_node(char ch, TrieNode *sibling) {
     return node;
 }
 
+// Name entries are cut from large blocks as well, in the order in which
+// names first appear, so that the names used together lie together.  An
+// entry too large for a block's rest, which only a very long name makes,
+// gets a block of its own when it would waste much of one.
+constexpr unsigned ENTRY_BLOCK = 64 * 1024;
+char *entry_cursor;
+unsigned entry_room;
+
+void *new_entry_space(unsigned size) {
+    size = (size + 7) & ~7u;
+    if (size > entry_room) {
+        if (size > ENTRY_BLOCK / 8)
+            return checked_alloc(size, nullptr);
+        entry_cursor = static_cast<char *>(checked_alloc(ENTRY_BLOCK, nullptr));
+        entry_room = ENTRY_BLOCK;
+    }
+    void *space = entry_cursor;
+    entry_cursor += size;
+    entry_room -= size;
+    return space;
+}
+
 // Names are written to the intermediate file with their length plus one in
 // a byte, so a record keeps at most this many characters.  The trie still
 // tells names apart by their whole spelling.
@@ -72,13 +94,13 @@ constexpr KeywordIndex keyword_index;
 
 // An index of `name_trie` by spelling, since a name is looked up for every
 // identifier token and a hash probe is cheaper than a walk of the sibling
-// lists.  It holds exactly the names whose terminal node has a record, and
-// gives the record that the trie holds; the trie stays the table that other
-// modules may walk.  Open addressing with linear probing, at most half full.
+// lists.  It holds the entry of exactly the names whose terminal node has a
+// record, and the record behind the entry is the one that the trie holds;
+// the trie stays the table that other modules may walk.  Open addressing
+// with linear probing, at most half full; a slot keeps the hash, so that a
+// probe past other names does not touch their entries.
 struct NameSlot {
-    NameRecord *name;       // null: free slot
-    const char *key;        // the whole spelling
-    uint32_t length;
+    NameEntry *entry;       // null: free slot
     uint32_t hash;
 };
 
@@ -86,20 +108,43 @@ NameSlot *name_slots;
 uint32_t name_slot_count;   // a power of two
 uint32_t name_count;
 
+// The names of a stretch of source are few and come again and again, while
+// the index of a large unit outgrows the processor's caches.  So the entry
+// last found for each value of the low bits of the hash is kept in a small
+// table that stays in the cache, and asked first.  Entries are never freed,
+// so a kept pointer is always some entry; its hash and spelling tell
+// whether it is the one sought.
+constexpr uint32_t RECENT_COUNT = 256;
+NameEntry *recent_names[RECENT_COUNT];
+
 uint32_t hash_name(const char *text, unsigned length) {
-    uint32_t hash = 2166136261u;
+    uint32_t hash = NAME_HASH_START;
     for (unsigned i = 0; i < length; i++)
-        hash = (hash ^ static_cast<uint8_t>(text[i])) * 16777619u;
-    return hash ^ (hash >> 15);
+        hash = name_hash_step(hash, text[i]);
+    return name_hash_finish(hash);
+}
+
+// Most names are short: compared in place rather than through memcmp.
+bool same_spelling(const char *a, const char *b, unsigned length) {
+    if (length > 16)
+        return std::memcmp(a, b, length) == 0;
+    for (unsigned i = 0; i < length; i++)
+        if (a[i] != b[i])
+            return false;
+    return true;
 }
 
 NameSlot *find_slot(const char *text, unsigned length, uint32_t hash) {
     uint32_t mask = name_slot_count - 1;
     for (uint32_t i = hash & mask;; i = (i + 1) & mask) {
         NameSlot *slot = &name_slots[i];
-        if (slot->name == nullptr ||
-            (slot->hash == hash && slot->length == length && std::memcmp(slot->key, text, length) == 0))
+        if (slot->entry == nullptr)
             return slot;
+        if (slot->hash == hash) {
+            const NameEntry *entry = slot->entry;
+            if (entry->key_length == length && same_spelling(entry->key, text, length))
+                return slot;
+        }
     }
 }
 
@@ -109,9 +154,14 @@ void grow_name_index() {
     name_slot_count = old_count == 0 ? 1024 : 2 * old_count;
     name_slots = static_cast<NameSlot *>(checked_alloc(name_slot_count * sizeof(NameSlot), nullptr));
     std::memset(name_slots, 0, name_slot_count * sizeof(NameSlot));
+    uint32_t mask = name_slot_count - 1;
     for (uint32_t i = 0; i < old_count; i++) {
-        if (old[i].name != nullptr)
-            *find_slot(old[i].key, old[i].length, old[i].hash) = old[i];
+        if (old[i].entry == nullptr)
+            continue;
+        uint32_t j = old[i].hash & mask;
+        while (name_slots[j].entry != nullptr)
+            j = (j + 1) & mask;
+        name_slots[j] = old[i];
     }
     std::free(old);
 }
@@ -155,33 +205,54 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length) {
     return node;
 }
 
-NameRecord *intern_name(const char *text, unsigned length) {
+NameEntry *name_entry(const char *text, unsigned length) {
+    return name_entry_hashed(text, length, hash_name(text, length));
+}
+
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+    NameEntry *&recent = recent_names[hash & (RECENT_COUNT - 1)];
+    if (recent != nullptr && recent->hash == hash && recent->key_length == length &&
+        same_spelling(recent->key, text, length))
+        return recent;
     if (2 * (name_count + 1) > name_slot_count)
         grow_name_index();
-    uint32_t hash = hash_name(text, length);
     NameSlot *slot = find_slot(text, length, hash);
-    if (slot->name != nullptr)
-        return slot->name;
-
-    TrieNode *terminal = trie_find(&name_trie, text, length);
-    if (terminal->value == nullptr) {
-        unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
-        auto *name = static_cast<NameRecord *>(checked_alloc(kept + 2, nullptr));
-        name->length = static_cast<uint8_t>(kept);
-        std::memcpy(name->text, text, kept);
-        name->text[kept] = 0;
-        terminal->value = name;
+    if (slot->entry != nullptr) {
+        recent = slot->entry;
+        return recent;
     }
-    auto *name = static_cast<NameRecord *>(terminal->value);
+
+    // The record follows its entry in one block; a name cut to fit the
+    // record keeps its whole spelling in a copy of its own, as the key.
+    TrieNode *terminal = trie_find(&name_trie, text, length);
+    unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
+    auto *entry = static_cast<NameEntry *>(new_entry_space(unsigned(sizeof(NameEntry)) + kept + 2));
+    NameRecord *name = entry_name(entry);
+    name->length = static_cast<uint8_t>(kept);
+    std::memcpy(name->text, text, kept);
+    name->text[kept] = 0;
+    terminal->value = name;
     const char *key = name->text;
-    if (length > name->length) {
+    if (length > kept) {
         char *copy = static_cast<char *>(checked_alloc(length, nullptr));
         std::memcpy(copy, text, length);
         key = copy;
     }
-    *slot = {name, key, length, hash};
+    entry->macro = nullptr;
+    entry->newest[0] = -1;
+    entry->newest[1] = -1;
+    entry->key = key;
+    entry->key_length = length;
+    entry->hash = hash;
+    entry->keyword = keyword_code(text, length);
+    *slot = {entry, hash};
     name_count++;
-    return name;
+    recent = entry;
+    return entry;
+}
+
+NameRecord *intern_name(const char *text, unsigned length) {
+    return entry_name(name_entry(text, length));
 }
 
 // Only a spelling of 2 to 8 characters that does not start with `_` can be

@@ -151,6 +151,45 @@ TrieNode *trie_find(TrieNode **root, const char *text, unsigned length);
 // Returns the interned name record of `text`.
 NameRecord *intern_name(const char *text, unsigned length);
 
+// What the front end keeps per spelling of a name, so that one hash of an
+// identifier serves its keyword code, its macro and its symbol lookups.
+// Every name record is made together with its entry and lies right behind
+// it, so the two convert into each other without a search.
+struct MacroDef;
+struct NameEntry {
+    MacroDef *macro;        // the macro of this spelling, null if none; kept
+                            // in step with the macro table by its owner
+    int32_t newest[2];      // kept by the symbol lookup index (decl/symbols)
+    const char *key;        // the whole spelling: the record's text, or a
+                            // copy where the record had to cut the name
+    uint32_t key_length;
+    uint32_t hash;
+    uint16_t keyword;       // keyword code, 0 for any other spelling
+};
+
+// The entry of `text`, made with its name record if the spelling is new.
+NameEntry *name_entry(const char *text, unsigned length);
+
+// The hash that finds a spelling's entry, built one character at a time so
+// that the scanner can work it out while it cuts a name; name_entry_hashed
+// takes it finished, and gives what name_entry gives.
+constexpr uint32_t NAME_HASH_START = 2166136261u;
+inline uint32_t name_hash_step(uint32_t hash, char c) {
+    return (hash ^ static_cast<uint8_t>(c)) * 16777619u;
+}
+inline uint32_t name_hash_finish(uint32_t hash) {
+    return hash ^ (hash >> 15);
+}
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash);
+
+inline NameRecord *entry_name(NameEntry *entry) {
+    return reinterpret_cast<NameRecord *>(entry + 1);
+}
+
+inline NameEntry *name_entry_of(NameRecord *name) {
+    return reinterpret_cast<NameEntry *>(name) - 1;
+}
+
 // Returns the keyword's token code (128 to 159), or 0 for any other spelling.
 uint16_t keyword_code(const char *text, unsigned length);
 
@@ -269,11 +308,45 @@ extern SavedToken **record_tail;
 // The node being replayed; null outside a replay and at the end of a list.
 extern SavedToken *replay_node;
 
+// The ring of three Token slots behind next_token.  `cursor` is the slot
+// that the next token goes into; `given_back` slots behind it hold tokens
+// given back, newest first.  Owned by token_stream.cpp; it stands here only
+// so that giving a token back and taking it again, which the parser does at
+// every level of an expression, are inline.
+constexpr int TOKEN_RING_SIZE = 3;
+struct TokenRing {
+    Token slots[TOKEN_RING_SIZE];
+    int cursor;
+    int given_back;
+};
+extern TokenRing token_ring;
+
+// Reads a token that was not given back (token_stream.cpp).
+Token *read_next_token();
+// Reports "token overflow" and ends the run with status 1.
+[[noreturn]] void token_overflow();
+
 // The next token.  The record stays valid for at least the next two calls.
-Token *next_token();
+inline Token *next_token() {
+    if (token_ring.given_back == 0)
+        return read_next_token();
+    Token *t = &token_ring.slots[token_ring.cursor];
+    token_ring.cursor = token_ring.cursor == TOKEN_RING_SIZE - 1 ? 0 : token_ring.cursor + 1;
+    token_ring.given_back--;
+    last_token = t;
+    return t;
+}
+
 // Gives the last token back; a fourth give-back without reading in between
 // reports "token overflow" and ends the run with status 1.
-void unget_token();
+inline void unget_token() {
+    if (token_ring.given_back == TOKEN_RING_SIZE)
+        token_overflow();
+    token_ring.given_back++;
+    int cursor = token_ring.cursor == 0 ? TOKEN_RING_SIZE - 1 : token_ring.cursor - 1;
+    token_ring.cursor = cursor;
+    last_token = &token_ring.slots[cursor == 0 ? TOKEN_RING_SIZE - 1 : cursor - 1];
+}
 // Reads a token.  If it does not have `code`, gives it back, reports
 // "missing %s" or "syntax error" and skips by recovery_target.  Returns the
 // token read first in either case.

@@ -21,21 +21,24 @@ Token *last_token;
 int32_t token_mode;
 SavedToken **record_tail;
 SavedToken *replay_node;
+TokenRing token_ring;
 
 namespace {
 
-constexpr int RING_SIZE = 3;
-
-// The ring: ring_cursor is the slot that the next token goes into;
-// unget_count slots behind it hold tokens given back, newest first.
-Token ring[RING_SIZE];
-int ring_cursor;
-int unget_count;
+constexpr int RING_SIZE = TOKEN_RING_SIZE;
+Token (&ring)[RING_SIZE] = token_ring.slots;
+int &ring_cursor = token_ring.cursor;
+int &unget_count = token_ring.given_back;
 
 // The list of the line being read, as the dispatcher returned it, and the
 // cursor in it (or in a switched-to list).
 PpToken *line_tokens;
 PpToken *cur_pp;
+// The last node of line_tokens that the walk has reached, null before the
+// first.  The walk goes from node to node in order and nothing else changes
+// the list, so once this node has no successor it is the end of the list,
+// which then goes back to the free list without a walk of its own.
+PpToken *line_reached;
 
 // State saved by token_source_switch while a directive's list is read: the
 // stream's own, the head of the expression pool's free list, and the state
@@ -155,6 +158,28 @@ Token *end_of_input(Token *t) {
     return t;
 }
 
+// Gives the tokens of the line read last back and reads the next line
+// through the preprocessor; false at the end of input.  Apart from
+// read_next_token, whose every call would otherwise pay for what this
+// needs once a line.
+[[gnu::noinline]] bool fetch_line() {
+    if (line_reached != nullptr && line_reached->next == nullptr)
+        pptoken_free_range(line_tokens, line_reached);
+    else
+        pptoken_free_list(line_tokens);
+    line_tokens = nullptr;
+    line_reached = nullptr;
+    char *line = read_logical_line(0);
+    if (line == nullptr)
+        return false;
+    PpToken *scanned = scan_line(line);
+    PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
+    line_tokens = list;
+    line_reached = nullptr;
+    cur_pp = list;
+    return true;
+}
+
 } // namespace
 
 bool replay_token_place(uint32_t *line, const char **file) {
@@ -165,16 +190,59 @@ bool replay_token_place(uint32_t *line, const char **file) {
     return true;
 }
 
-Token *next_token() {
+namespace {
+
+// The kinds that a token of the list does not simply hand on: a line end,
+// a string (which waits for more strings), constants to convert, a bad
+// character, assembly text.  All are below 64.
+constexpr uint64_t SPECIAL_KINDS = uint64_t(1) << PP_EOL | uint64_t(1) << TOK_STRING |
+                                   uint64_t(1) << PP_NUMBER | uint64_t(1) << PP_CHAR |
+                                   uint64_t(1) << PP_BAD | uint64_t(1) << TOK_ASM;
+
+bool is_special_kind(uint16_t kind) {
+    return kind < 64 && (SPECIAL_KINDS >> kind & 1) != 0;
+}
+
+Token *read_token(Token *t);
+
+} // namespace
+
+// Most tokens are a name or an operator of a line already read: they are
+// handed on here, the rest by read_token.
+Token *read_next_token() {
     Token *t = &ring[ring_cursor];
     ring_cursor = ring_cursor == RING_SIZE - 1 ? 0 : ring_cursor + 1;
-
-    if (unget_count != 0) {
-        unget_count--;
-        last_token = t;
-        return t;
+    PpToken *pp = cur_pp;
+    if (token_mode != 0 || pp == nullptr || is_special_kind(pp->kind))
+        return read_token(t);
+    if (!switched)
+        line_reached = pp;
+    t->line = pp->line;
+    t->column = pp->column;
+    t->length = pp->length;
+    if (pp->kind == TOK_IDENT) {
+        NameEntry *entry = pptoken_name(pp);
+        if (entry->keyword != 0) {
+            t->code = entry->keyword;
+            t->value.integer = 0;
+        } else {
+            t->code = TOK_IDENT;
+            t->value.name = entry_name(entry);
+        }
+    } else {
+        t->code = pp->kind;
+        t->value.integer = 0;
     }
+    cur_pp = pp->next;
+    last_token = t;
+    return t;
+}
 
+namespace {
+
+// Any token: the whole walk, with line reading, joining of strings,
+// conversion of constants, recording and replay.
+Token *read_token(Token *t) {
     if (token_mode == 2) {
         if (replay_token(t)) {
             last_token = t;
@@ -189,21 +257,14 @@ Token *next_token() {
         if (cur_pp == nullptr) {
             // A switched-to list is the whole input: no line is read while
             // a directive's expression is parsed.
-            if (switched)
-                return end_of_input(t);
-            pptoken_free_list(line_tokens);
-            line_tokens = nullptr;
-            char *line = read_logical_line(0);
-            if (line == nullptr)
+            if (switched || !fetch_line())
                 return end_of_input(t);     // a string still waiting is lost
-            PpToken *scanned = scan_line(line);
-            PpToken *list = scanned != nullptr ? dispatch_line(scanned) : nullptr;
-            line_tokens = list;
-            cur_pp = list;
             continue;
         }
 
         PpToken *pp = cur_pp;
+        if (!switched)
+            line_reached = pp;
         if (pp->kind == PP_EOL) {
             // A `//` made by pasting in a macro comments out the rest.
             if (pp->length == 2 && pp->text[0] == '/' && pp->text[1] == '/')
@@ -235,13 +296,13 @@ Token *next_token() {
             cur_pp = pp->next;
             continue;
         case TOK_IDENT: {
-            uint16_t keyword = keyword_code(pp->text, pp->length);
-            if (keyword != 0) {
-                t->code = keyword;
+            NameEntry *entry = pptoken_name(pp);
+            if (entry->keyword != 0) {
+                t->code = entry->keyword;
                 t->value.integer = 0;
             } else {
                 t->code = TOK_IDENT;
-                t->value.name = intern_name(pp->text, pp->length);
+                t->value.name = entry_name(entry);
             }
             break;
         }
@@ -274,17 +335,13 @@ Token *next_token() {
     return t;
 }
 
-void unget_token() {
-    if (unget_count == RING_SIZE) {
-        // A parser that gives back more than it took: no source can cause
-        // this, so the run ends here, as after any error, with status 1.
-        report("token overflow");
-        std::exit(finish_errors(error_count != 0 ? error_count : 1));
-    }
-    unget_count++;
-    ring_cursor = ring_cursor == 0 ? RING_SIZE - 1 : ring_cursor - 1;
-    int before = ring_cursor == 0 ? RING_SIZE - 1 : ring_cursor - 1;
-    last_token = &ring[before];
+} // namespace
+
+void token_overflow() {
+    // A parser that gives back more than it took: no source can cause this,
+    // so the run ends here, as after any error, with status 1.
+    report("token overflow");
+    std::exit(finish_errors(error_count != 0 ? error_count : 1));
 }
 
 int token_source_switch(PpToken *list) {

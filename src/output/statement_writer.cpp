@@ -2,6 +2,7 @@
 // conditional branches; loops, switches and register moves have their own
 // forms.
 #include <cstdlib>
+#include <vector>
 
 #include "decl/symbol.h"
 #include "decl/type.h"
@@ -118,6 +119,13 @@ void write_while(StmtNode *s) {
     if (s->flags & SF_BREAK) define_label(out);
 }
 
+// The mark may stand on the test or, behind a prelude, on the test proper.
+bool holds_on_entry(const ExprNode *test) {
+    if (test->eflags & TEST_HOLDS_ON_ENTRY) return true;
+    return test->op == OP_PRELUDE && test->right != nullptr &&
+           (test->right->eflags & TEST_HOLDS_ON_ENTRY);
+}
+
 // The initial expression of a for or counted loop, positioned only when it
 // stands apart from the head's first token.
 void write_loop_init(StmtNode *s) {
@@ -132,7 +140,7 @@ void write_for(StmtNode *s) {
     if (s->expr != nullptr && !is_int_const(s->expr)) {
         // The test stands at the bottom; the loop is entered with a jump to
         // it unless the test is known to hold the first time.
-        uint16_t test = (s->expr->eflags & TEST_HOLDS_ON_ENTRY) ? 0 : make_label();
+        uint16_t test = holds_on_entry(s->expr) ? 0 : make_label();
         uint16_t out = make_label();
         write_label_ops(test, top, line_of(s->body), 0);
         write_stmt(s->body, next, out);
@@ -188,6 +196,35 @@ void write_counted(StmtNode *s) {
     put_byte(0);
 }
 
+// Gives every statement in `body` that carries a code label a new one, so
+// that a body written once more defines each of its labels once.  A switch
+// inside finds the new labels through its case list, a goto through its
+// label Symbol.  The walk keeps its path on the heap, as the body may nest
+// deep.
+void relabel(StmtNode *body) {
+    std::vector<StmtNode *> pending{body};
+    while (!pending.empty()) {
+        StmtNode *s = pending.back();
+        pending.pop_back();
+        if (s == nullptr) continue;
+        if (s->label != 0) s->label = make_label();
+        switch (s->kind) {
+        case ST_BLOCK:
+            for (StmtNode *c = s->body; c != nullptr; c = c->next) pending.push_back(c);
+            break;
+        case ST_IF:
+            pending.push_back(s->body);
+            pending.push_back(s->alt);
+            break;
+        case ST_SEQUENCE: case ST_SWITCH: case ST_DO: case ST_WHILE: case ST_FOR: case ST_COUNTED:
+            pending.push_back(s->body);
+            break;
+        default:
+            break;
+        }
+    }
+}
+
 // The body written once for each round.  The control variable is no
 // variable while this runs: each of its reads is the constant of the round.
 void write_unrolled(StmtNode *s) {
@@ -205,6 +242,7 @@ void write_unrolled(StmtNode *s) {
     for (int32_t i = 0; i < rounds; i++) {
         bool more = i + 1 < rounds;
         if (more) rounds_to_come++;
+        if (i > 0) relabel(s->body);
         write_stmt(s->body, 0, 0);
         if (more) rounds_to_come--;
         if (var != nullptr) var->init->value += step;

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "lexer/token.h"
+
 // ---------------------------------------------------------------------------
 // A preprocessing token: one node of a line's token list.  Spellings are not
 // copied: `text` and `space` point into the line buffer, into kept text or
@@ -19,7 +21,18 @@ struct PpToken {
                             // the first line of a block of assembly text
     uint16_t kind;          // PP_... below, or a token code of the parser
     uint16_t no_expand;     // 1 once seen as the name of a macro in expansion
+    NameEntry *entry;       // TOK_IDENT: the entry of the spelling once it was
+                            // looked up, else null; whoever changes `text`
+                            // of an identifier clears it
 };
+
+// The name entry of the identifier `token`, looked up once per token and
+// kept on it, and on its copies, for every later question about the name.
+inline NameEntry *pptoken_name(PpToken *token) {
+    if (token->entry == nullptr)
+        token->entry = name_entry(token->text, token->length);
+    return token->entry;
+}
 
 // Kinds that exist only before the parser.  Identifiers are TOK_IDENT (18),
 // strings TOK_STRING (4); operators carry their parser token codes.
@@ -40,12 +53,23 @@ enum : uint16_t {
 // character constant in active code outside assembly text.
 PpToken *scan_line(char *text);
 
+// What the last scan_line saw: the list it returned, and the number of its
+// identifiers that named a macro or a built-in macro when they were cut.  A
+// text line of that list without such a name is left as it stands, with no
+// walk for macro expansion.
+extern PpToken *scanned_list;
+extern int32_t scanned_macro_names;
+
 // A node from the free list, or a new one; `next` is null, all other fields
 // are the caller's to set.
 PpToken *pptoken_new();
 
 // Gives a whole list back to the free list in one step; null is accepted.
 void pptoken_free_list(PpToken *list);
+
+// The same for a list whose last node `last` the caller knows, without a
+// walk to find it.
+void pptoken_free_range(PpToken *first, PpToken *last);
 
 // ---------------------------------------------------------------------------
 // Macros.  Every macro is on `macro_list`; its name finds it through
@@ -97,6 +121,12 @@ void reset_hidden_macros();
 // name and the spelling of the first token of its body go to the
 // macro_used event (source.h), which the debug information writes.
 void write_used_macros();
+
+// Only a spelling of 7 or 8 characters can name a built-in macro: a test
+// that spares the call for every other name.
+inline bool may_name_builtin(const PpToken *token) {
+    return token->length == 7 || token->length == 8;
+}
 
 // Built-in names: 1 defined, 2 __DATE__, 3 __TIME__, 4 __FILE__, 5 __LINE__,
 // 6 __STDC__, 7 __ZPHN__, 8 __TRGT__; 0 for every other token.

@@ -9,6 +9,9 @@
 #include "preproc/pptoken.h"
 #include "preproc/source.h"
 
+PpToken *scanned_list;
+int32_t scanned_macro_names;
+
 namespace {
 
 // Character classes of the C locale, bytes taken as unsigned: only the 52
@@ -20,6 +23,7 @@ enum : uint8_t {
     CC_IDENT = 8,    // letter, digit or _
     CC_SPACE = 16,   // blank, tab, line feed, vertical tab, form feed, return
     CC_OCTAL = 32,
+    CC_SKIP = 64,    // may start white space or a comment: blank, '/', ';'
 };
 
 struct CharClasses {
@@ -36,12 +40,14 @@ struct CharClasses {
         for (int c = 'A'; c <= 'F'; c++)
             of[c] |= CC_HEX;
         of[static_cast<int>('_')] = CC_IDENT;
-        of[static_cast<int>(' ')] = CC_SPACE;
-        of[static_cast<int>('\t')] = CC_SPACE;
-        of[static_cast<int>('\n')] = CC_SPACE;
-        of[static_cast<int>('\v')] = CC_SPACE;
-        of[static_cast<int>('\f')] = CC_SPACE;
-        of[static_cast<int>('\r')] = CC_SPACE;
+        of[static_cast<int>(' ')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\t')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\n')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\v')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\f')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('\r')] = CC_SPACE | CC_SKIP;
+        of[static_cast<int>('/')] = CC_SKIP;
+        of[static_cast<int>(';')] = CC_SKIP;
     }
 };
 
@@ -64,6 +70,9 @@ int block_left;
 // in assembly text a ';' starts a comment, except behind the '#' of a
 // directive line.
 char *skip_space(char *p, const PpToken *first) {
+    // Most tokens follow one another with no white space, or one blank.
+    if (!in_comment && !has_class(*p, CC_SKIP))
+        return p;
     for (;;) {
         if (in_comment) {
             while (*p && !(p[0] == '*' && p[1] == '/'))
@@ -234,6 +243,7 @@ PpToken *pptoken_new() {
         block_left--;
     }
     token->next = nullptr;
+    token->entry = nullptr;
     return token;
 }
 
@@ -247,10 +257,20 @@ void pptoken_free_list(PpToken *list) {
     free_tokens = list;
 }
 
+void pptoken_free_range(PpToken *first, PpToken *last) {
+    last->next = free_tokens;
+    free_tokens = first;
+}
+
 PpToken *scan_line(char *text) {
+    int32_t macro_names = 0;
     PpToken *list = nullptr;
     PpToken **tail = &list;
     char *p = text;
+    // Nothing in the scan moves the source position, so the line is asked
+    // for once.
+    const uint32_t text_line = current_line();
+    const bool spliced = splice_count > 1;
     while (*p) {
         PpToken *token = pptoken_new();
         *tail = token;
@@ -260,9 +280,9 @@ PpToken *scan_line(char *text) {
         p = skip_space(p, list == token ? nullptr : list);
         token->space_length = static_cast<uint16_t>(p - token->space);
 
-        uint32_t line = current_line();
+        uint32_t line = text_line;
         uint32_t column = static_cast<uint32_t>(p - text);
-        if (splice_count > 1)
+        if (spliced)
             physical_position(&line, &column);
         token->line = line;
         token->column = static_cast<uint16_t>(column);
@@ -272,29 +292,42 @@ PpToken *scan_line(char *text) {
         if (!c) {
             token->kind = PP_EOL;
             token->length = 0;
-            return list;
+            break;
         }
         char *end;
-        if (has_class(c, CC_DIGIT) || (c == '.' && has_class(p[1], CC_DIGIT))) {
+        // Names first, as the most frequent tokens; an L in front of a
+        // quote starts a wide constant, not a name.
+        bool wide_quote = c == 'L' && (p[1] == '"' || p[1] == '\'');
+        if ((has_class(c, CC_LETTER) || c == '_') && !wide_quote) {
+            // Each name is looked up as it is cut, hashed on the way; the
+            // token keeps its entry.
+            uint32_t hash = name_hash_step(NAME_HASH_START, c);
+            end = p + 1;
+            while (has_class(*end, CC_IDENT))
+                hash = name_hash_step(hash, *end++);
+            token->kind = TOK_IDENT;
+            token->length = static_cast<uint16_t>(end - p);
+            NameEntry *entry = name_entry_hashed(p, token->length, name_hash_finish(hash));
+            token->entry = entry;
+            if (entry->macro != nullptr || (may_name_builtin(token) && builtin_macro_code(token) != 0))
+                macro_names++;
+        } else if (has_class(c, CC_DIGIT) || (c == '.' && has_class(p[1], CC_DIGIT))) {
             end = scan_number(p);
             token->kind = PP_NUMBER;
-        } else if (c == '"' || c == '\'' || (c == 'L' && (p[1] == '"' || p[1] == '\''))) {
+        } else if (c == '"' || c == '\'' || wide_quote) {
             char *quote = c == 'L' ? p + 1 : p;
             bool closed;
             end = scan_quoted(quote, &closed);
             token->kind = *quote == '"' ? uint16_t{TOK_STRING} : uint16_t{PP_CHAR};
             if (!closed && !asm_mode && in_active_code())
                 report("unbalanced %c", *quote);
-        } else if (has_class(c, CC_IDENT)) {
-            end = p + 1;
-            while (has_class(*end, CC_IDENT))
-                end++;
-            token->kind = TOK_IDENT;
         } else {
             end = scan_operator(p, &token->kind);
         }
         token->length = static_cast<uint16_t>(end - p);
         p = end;
     }
+    scanned_list = list;
+    scanned_macro_names = macro_names;
     return list;
 }

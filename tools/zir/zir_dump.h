@@ -7,7 +7,8 @@
 
 // Prints the `size` bytes of an intermediate file at `data` to `out`, each
 // field named, the records of data objects, functions, counted loops and
-// switch tables indented under their opening record.  A malformed file gets
+// switch tables indented under their opening record.  A code label opens
+// its line as `L7:`, and jumps and branches name their targets as `L7`.  A malformed file gets
 // a message on `err` with `name`, the byte offset and what was expected
 // there, behind the records read before it.  `show_offsets` puts each
 // record's offset in front of it.  Returns 0 for a well-formed file, else 1.

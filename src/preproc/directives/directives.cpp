@@ -130,8 +130,10 @@ PpToken *dispatch_line(PpToken *list) {
             pptoken_free_list(list);
             return nullptr;
         }
-        // Assembly text keeps its names unless -ad asks for expansion.
-        if (!asm_mode || opt_ad)
+        // Assembly text keeps its names unless -ad asks for expansion.  A
+        // line just cut by the scanner that names no macro needs no walk.
+        bool may_expand = list != scanned_list || scanned_macro_names != 0;
+        if ((!asm_mode || opt_ad) && may_expand)
             expand_macros(&list, 0);
         if (!list)
             return nullptr;
@@ -189,6 +191,7 @@ void dir_define(PpToken **link) {
     // hold (the first character moved below the letters), compared with the
     // first, and dropped: the first definition stays in force.
     name->text[0] = static_cast<char>(name->text[0] - 65);
+    name->entry = nullptr;
     const MacroDef *other = macro_define(name);
     if (other) {
         if (!macro_same(old, other)) {

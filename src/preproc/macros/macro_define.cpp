@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstring>
 #include <cstdint>
-#include <vector>
 
 #include "driver/options.h"
 #include "lexer/token.h"
@@ -159,12 +158,16 @@ void pack_body(MacroDef *macro) {
         if (token->kind == PP_EOL) {
             token->space_length = 0;
             token->length = 0;
-        } else if (token->kind == TOK_IDENT && macro->param_count > 0) {
-            int index = find_param(token);
+        } else if (token->kind == TOK_IDENT) {
+            int index = macro->param_count > 0 ? find_param(token) : -1;
             if (index >= 0) {
                 token->kind = PP_PARAM;
                 token->length = static_cast<uint16_t>(index);
                 token->text = nullptr;
+                token->entry = nullptr;
+            } else {
+                // Looked up once here rather than in every expansion.
+                pptoken_name(token);
             }
         }
         total += token->space_length;
@@ -205,108 +208,31 @@ void unlink_macro(MacroDef *macro) {
     }
 }
 
-// Index beside the trie: each defined name, as a view of its record's own
-// name, to the record.  A lookup is one hash of the spelling, however many
-// names share its first characters, and a name that is no macro leaves
-// nothing behind, where a walk of the trie would add its path.  A record
-// enters when it is made and leaves before it is freed.  Every identifier
-// of the source is looked up here, so the table is open-addressed: a miss
-// usually ends at the first empty slot, with no node to follow.
-class MacroIndex {
-public:
-    MacroDef *find(const char *text, size_t length) const {
-        if (slots_.empty())
-            return nullptr;
-        size_t mask = slots_.size() - 1;
-        for (size_t i = hash(text, length) & mask;; i = (i + 1) & mask) {
-            const Slot &slot = slots_[i];
-            if (slot.macro == nullptr)
-                return nullptr;
-            if (slot.macro != removed() && slot.length == length &&
-                std::memcmp(slot.text, text, length) == 0)
-                return slot.macro;
-        }
-    }
+// Index beside the trie: the name entry of each defined spelling points at
+// its record (`NameEntry.macro`).  A lookup is then the one hash of the
+// spelling that the token stream needs anyway, however many names share its
+// first characters.  A record is entered when it is made and leaves before
+// it is freed, so an entry names exactly the macro that the trie holds.
+//
+// A second definition of a name is made for comparison only, under a
+// spelling that no identifier has (dir_define moves its first character
+// below the letters); nothing looks it up by name, and it stays out of the
+// index and out of the table of names.
+bool is_indexed(const char *text, size_t length) {
+    return length != 0 && static_cast<unsigned char>(text[0]) >= 'A';
+}
 
-    void put(const char *text, size_t length, MacroDef *macro) {
-        if ((used_ + 1) * 2 > slots_.size())
-            grow();
-        size_t mask = slots_.size() - 1;
-        size_t free_slot = SIZE_MAX;
-        size_t i = hash(text, length) & mask;
-        for (;; i = (i + 1) & mask) {
-            Slot &slot = slots_[i];
-            if (slot.macro == nullptr)
-                break;
-            if (slot.macro == removed()) {
-                if (free_slot == SIZE_MAX)
-                    free_slot = i;
-            } else if (slot.length == length && std::memcmp(slot.text, text, length) == 0) {
-                slot = Slot{text, length, macro};
-                return;
-            }
-        }
-        if (free_slot == SIZE_MAX) {
-            free_slot = i;
-            used_++;
-        }
-        slots_[free_slot] = Slot{text, length, macro};
-    }
+void index_macro(const char *text, size_t length, MacroDef *macro) {
+    if (is_indexed(text, length))
+        name_entry(text, static_cast<unsigned>(length))->macro = macro;
+}
 
-    void erase(const char *text, size_t length) {
-        if (slots_.empty())
-            return;
-        size_t mask = slots_.size() - 1;
-        for (size_t i = hash(text, length) & mask;; i = (i + 1) & mask) {
-            Slot &slot = slots_[i];
-            if (slot.macro == nullptr)
-                return;
-            if (slot.macro != removed() && slot.length == length &&
-                std::memcmp(slot.text, text, length) == 0) {
-                slot.macro = removed();
-                return;
-            }
-        }
-    }
-
-private:
-    struct Slot {
-        const char *text = nullptr;
-        size_t length = 0;
-        MacroDef *macro = nullptr;   // null: never used; removed(): a hole
-    };
-
-    static MacroDef *removed() { return reinterpret_cast<MacroDef *>(&removed_mark); }
-    static size_t hash(const char *text, size_t length) {
-        return spelling_hash(text, static_cast<unsigned>(length));
-    }
-
-    // Doubles the table, or rebuilds it at its size when holes fill it.
-    void grow() {
-        size_t live = 0;
-        for (const Slot &slot : slots_)
-            live += slot.macro != nullptr && slot.macro != removed();
-        size_t size = slots_.empty() ? 256 : slots_.size();
-        while ((live + 1) * 4 > size)
-            size *= 2;
-        std::vector<Slot> old(size);
-        old.swap(slots_);
-        used_ = 0;
-        for (const Slot &slot : old)
-            if (slot.macro != nullptr && slot.macro != removed())
-                put(slot.text, slot.length, slot.macro);
-    }
-
-    static char removed_mark;
-    std::vector<Slot> slots_;
-    size_t used_ = 0;                // slots in use or holes
-};
-
-char MacroIndex::removed_mark;
-
-MacroIndex &macro_index() {
-    static MacroIndex index;
-    return index;
+void unindex_macro(const char *text, size_t length, const MacroDef *macro) {
+    if (!is_indexed(text, length))
+        return;
+    NameEntry *entry = name_entry(text, static_cast<unsigned>(length));
+    if (entry->macro == macro)
+        entry->macro = nullptr;
 }
 
 // The length of a macro's name.  Not strlen: a second definition is parsed
@@ -320,7 +246,7 @@ size_t name_size(const MacroDef *macro) {
 }
 
 void free_macro(MacroDef *macro) {
-    macro_index().erase(macro->name, name_size(macro));
+    unindex_macro(macro->name, name_size(macro), macro);
     if (macro->body)
         std::free(macro->body->space);
     pptoken_free_list(macro->body);
@@ -376,14 +302,16 @@ MacroDef *macro_define(PpToken *name) {
     macro->name_length = static_cast<uint8_t>(name->length > 255 ? 255 : name->length);
     std::memcpy(macro->name, name->text, name->length);
     macro->name[name->length] = 0;
-    macro_index().put(macro->name, name->length, macro);
+    index_macro(macro->name, name->length, macro);
     pack_body(macro);
     clear_params();
     return macro;
 }
 
 MacroDef *macro_lookup(const PpToken *token) {
-    return macro_index().find(token->text, token->length);
+    if (token->entry != nullptr)
+        return token->entry->macro;
+    return name_entry(token->text, token->length)->macro;
 }
 
 void macro_undefine(const PpToken *token) {

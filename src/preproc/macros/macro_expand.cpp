@@ -81,8 +81,12 @@ uint64_t bytes_made;
 uint64_t walk_steps;
 bool size_reported;
 
+// A token made counts a fixed 40 bytes, whatever the size of the record on
+// the host, so that where the budget ends depends on the source alone.
+constexpr uint64_t TOKEN_COST = 40;
+
 void note_tokens_made(uint64_t count) {
-    bytes_made += count * sizeof(PpToken);
+    bytes_made += count * TOKEN_COST;
 }
 
 // True past either budget; the error is reported once per line.
@@ -113,9 +117,9 @@ bool is_defined_name(const PpToken *token) {
 
 // Looking a name up hashes its spelling, so the walk counts its length as
 // well: a chain over copies of one long name costs that much more.
-MacroDef *find_macro(const PpToken *token) {
+MacroDef *find_macro(PpToken *token) {
     walk_steps += token->length;
-    return macro_lookup(token);
+    return pptoken_name(token)->macro;
 }
 
 // The same for the operand that `defined` looks up, behind the name or
@@ -158,6 +162,36 @@ PpToken *splice_list(PpToken **link, PpToken *list) {
         walk_steps++;
         last = token;
     }
+    last->next = old->next;
+    *link = list;
+    free_token(old);
+    return last;
+}
+
+// splice_list for a finished expansion, in the same walk: `*end_kept` tells
+// whether the expansion ends in a name that stayed a plain identifier, told
+// before the marks are cleared (such a name is never called by the text
+// behind the expansion either), and with `clear_marks` every mark is
+// cleared, as at the end of a top-level expansion.
+PpToken *splice_expansion(PpToken **link, PpToken *list, bool clear_marks, bool *end_kept) {
+    *end_kept = false;
+    if (!list)
+        return splice_list(link, list);
+    PpToken *old = *link;
+    list->space = old->space;
+    list->space_length = old->space_length;
+    PpToken *last = list;
+    uint16_t last_mark = 0;
+    for (PpToken *token = list; token; token = token->next) {
+        token->line = old->line;
+        token->column = old->column;
+        walk_steps++;
+        last_mark = token->no_expand;
+        if (clear_marks)
+            token->no_expand = 0;
+        last = token;
+    }
+    *end_kept = last_mark != 0;
     last->next = old->next;
     *link = list;
     free_token(old);
@@ -524,13 +558,20 @@ void substitute(PpToken **body, MacroDef *macro) {
         // A call of this macro inside one of its own arguments fills a fresh
         // argument array; the macro's state is not yet set, so such a call
         // is expanded.
+        // A few parameters, the common case, get their array on the stack.
+        constexpr int LOCAL_ARGS = 8;
+        PpToken *local[LOCAL_ARGS];
         PpToken **args = macro->args;
         size_t size = static_cast<size_t>(count) * sizeof(PpToken *);
-        macro->args = static_cast<PpToken **>(checked_alloc(static_cast<unsigned>(size), nullptr));
-        std::memset(macro->args, 0, size);
+        PpToken **fresh = count <= LOCAL_ARGS
+                              ? local
+                              : static_cast<PpToken **>(checked_alloc(static_cast<unsigned>(size), nullptr));
+        std::memset(fresh, 0, size);
+        macro->args = fresh;
         for (int i = 0; i < count; i++)
             expand_macros(&args[i], 1);
-        std::free(macro->args);
+        if (fresh != local)
+            std::free(fresh);
         macro->args = args;
 
         link = body;
@@ -614,7 +655,7 @@ void complete_open_call(PpToken *body, PpToken *name) {
 
 // Whether `token`, the last of an expansion, names a function-like macro
 // that may expand in this mode and has a `(` right behind it.
-bool opens_call(const PpToken *token, int mode) {
+bool opens_call(PpToken *token, int mode) {
     if (token->kind != TOK_IDENT || token->no_expand || !is_kind(token->next, TOK_LPAREN) ||
         token->next->space_length)
         return false;
@@ -659,17 +700,7 @@ ExpandResult expand_one(PpToken **link, MacroDef *macro, int mode, PpToken **las
         name->no_expand = 1;
         return KEPT;
     }
-    // Whether the expansion ends in a name that stayed a plain identifier,
-    // told before the marks are cleared: such a name is never called by
-    // the text behind the expansion either.
-    PpToken *end = body;
-    while (end != nullptr && end->next != nullptr)
-        end = end->next;
-    *end_kept = end != nullptr && end->no_expand;
-    if (mode == 0)
-        for (PpToken *token = body; token; token = token->next)
-            token->no_expand = 0;
-    *last = splice_list(link, body);
+    *last = splice_expansion(link, body, mode == 0, end_kept);
     return EXPANDED;
 }
 
@@ -723,7 +754,7 @@ int expand_macros(PpToken **link, int mode) {
             link = &token->next;
             continue;
         }
-        if (int code = builtin_macro_code(token)) {
+        if (int code = may_name_builtin(token) ? builtin_macro_code(token) : 0) {
             if (is_defined_name(token))
                 note_defined_operand(token);
             PpToken *result = expand_builtin(link, code, mode);

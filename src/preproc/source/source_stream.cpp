@@ -30,6 +30,7 @@ struct SourceStream {
     int32_t end;            // bytes held in data
     uint64_t data_offset;   // file offset of data[0]
     bool at_end;            // the file has no more bytes
+    bool has_nul;           // data holds a NUL byte somewhere
     char data[STREAM_BUFFER_SIZE];
 };
 
@@ -48,6 +49,9 @@ bool fill(SourceStream *s) {
         ssize_t got = read(s->fd, s->data, STREAM_BUFFER_SIZE);
         if (got > 0) {
             s->end = static_cast<int32_t>(got);
+            // Asked once per buffer, so that the lines of a file without
+            // NUL bytes, all real sources, are not searched for one each.
+            s->has_nul = std::memchr(s->data, 0, static_cast<size_t>(got)) != nullptr;
             return true;
         }
         if (got < 0 && errno == EINTR) continue;
@@ -96,10 +100,10 @@ void stream_close(SourceStream *s) {
     --open_stream_count;
 }
 
-int32_t tidy_line(char *text, int32_t length) {
-    for (char *nul = static_cast<char *>(std::memchr(text, 0, length)); nul;
-         nul = static_cast<char *>(std::memchr(nul, 0, text + length - nul)))
-        *nul++ = ' ';
+namespace {
+
+// The end of tidy_line: the line end and the closing null.
+int32_t close_line(char *text, int32_t length) {
     if (length >= 2 && text[length - 1] == '\n' && text[length - 2] == '\r') {
         text[length - 2] = '\n';
         --length;
@@ -108,12 +112,23 @@ int32_t tidy_line(char *text, int32_t length) {
     return length;
 }
 
+}  // namespace
+
+int32_t tidy_line(char *text, int32_t length) {
+    for (char *nul = static_cast<char *>(std::memchr(text, 0, length)); nul;
+         nul = static_cast<char *>(std::memchr(nul, 0, text + length - nul)))
+        *nul++ = ' ';
+    return close_line(text, length);
+}
+
 int32_t stream_read_line(SourceStream *s, char *buffer, int32_t size) {
     int32_t limit = size - 1;
     int32_t n = 0;
     bool line_end = false;
+    bool may_hold_nul = false;
     while (n < limit) {
         if (s->pos == s->end && !fill(s)) break;
+        may_hold_nul |= s->has_nul;
         int32_t take = s->end - s->pos;
         if (take > limit - n) take = limit - n;
         const char *from = s->data + s->pos;
@@ -137,7 +152,9 @@ int32_t stream_read_line(SourceStream *s, char *buffer, int32_t size) {
             }
         }
     }
-    return limit >= 0 ? tidy_line(buffer, n) : 0;
+    if (limit < 0)
+        return 0;
+    return may_hold_nul ? tidy_line(buffer, n) : close_line(buffer, n);
 }
 
 int32_t stream_read_bytes(SourceStream *s, uint8_t *buffer, int32_t size) {
