@@ -4,6 +4,7 @@
 // `#pragma unroll`, is written out once per round.
 #include <cstdint>
 
+#include "decl/type.h"
 #include "driver/stack_room.h"
 #include "expr/expr_node.h"
 #include "expr/operands.h"
@@ -165,6 +166,20 @@ bool constant_trip(int op, bool up, int32_t c, int32_t b, int32_t &n, int32_t &f
     return true;
 }
 
+// Whether the variable can hold the value at which the loop stops: a char
+// counting to 300 never gets there, and its loop does not end.
+bool holds_value(const ExprNode *var, int32_t value) {
+    if (var->type == nullptr)
+        return false;
+    int32_t size = type_size(var->type);
+    if (size >= 4)
+        return true;
+    int32_t bits = size * 8;
+    if (is_unsigned_code(var->type->code))
+        return value >= 0 && value < (int32_t(1) << bits);
+    return value >= -(int32_t(1) << (bits - 1)) && value < (int32_t(1) << (bits - 1));
+}
+
 // A loop that counts down to zero from a value not known here:
 // `for (i = n; i != 0; i--)`, the variable holding the count.
 void count_down(StmtNode *s, int32_t nest) {
@@ -202,6 +217,8 @@ void make_counted_loop(StmtNode *s, int32_t nest, int32_t ops) {
     int32_t n = 0, f = 0;
     if (constant) {
         if (!constant_trip(test->op, update->op == OP_ADD_ASSIGN, c, bound->value, n, f))
+            return;
+        if (!holds_value(test->left, f))
             return;
         if (n <= 0) {
             // The test fails on entry, and the loop runs nothing; a count

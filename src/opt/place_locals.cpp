@@ -2,6 +2,7 @@
 // order in which they compete for registers, the registers that keep the
 // addresses of much-used globals, and then a register, a frame slot or
 // nothing for each of them.
+#include <algorithm>
 #include <vector>
 
 #include "decl/symbol.h"
@@ -30,21 +31,12 @@ void relink(Symbol **head, const std::vector<Symbol *> &order) {
     *head = nullptr;
 }
 
-// Bubble sort of order[from..]: a greater key moves forward, equal keys
-// keep their order.
+// Sorts order[from..] by `key`, greatest first; equal keys keep their
+// order.
 template <typename Key>
-void bubble_sort(std::vector<Symbol *> &order, size_t from, Key key) {
-    for (size_t end = order.size(); end > from + 1; end--) {
-        bool swapped = false;
-        for (size_t i = from; i + 1 < end; i++) {
-            if (key(order[i + 1]) > key(order[i])) {
-                std::swap(order[i], order[i + 1]);
-                swapped = true;
-            }
-        }
-        if (!swapped)
-            break;
-    }
+void sort_by(std::vector<Symbol *> &order, size_t from, Key key) {
+    std::stable_sort(order.begin() + std::ptrdiff_t(from), order.end(),
+                     [&key](const Symbol *a, const Symbol *b) { return key(a) > key(b); });
 }
 
 bool is_argument(const Symbol *sym) { return sym->sclass == SC_ARG || sym->sclass == SC_REG_ARG; }
@@ -145,6 +137,8 @@ void place_one(StmtNode *block, Symbol *sym) {
         place_reg_copy(block, sym);
         break;
     case SC_AUTO:
+        if (sym->type == nullptr)
+            break;
         func_state.frame_offset = align_up(func_state.frame_offset - type_size(sym->type), sym->type);
         sym->value = uint32_t(func_state.frame_offset);
         break;
@@ -195,7 +189,7 @@ void order_for_debug(StmtNode *block) {
     }
     for (size_t i = 0; i < args.size(); i++)
         order[kept + i] = args[i];
-    bubble_sort(order, kept, [](const Symbol *s) { return int32_t(s->value); });
+    sort_by(order, kept, [](const Symbol *s) { return int32_t(s->value); });
     relink(&block->locals, order);
 }
 
@@ -216,7 +210,7 @@ void sort_locals(StmtNode *block) {
         front = registers.size();
     }
     if (!opt_s)
-        bubble_sort(order, front, [](const Symbol *s) { return int32_t(s->use_count); });
+        sort_by(order, front, [](const Symbol *s) { return int32_t(s->use_count); });
     relink(&block->locals, order);
 }
 

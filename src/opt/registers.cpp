@@ -28,6 +28,8 @@ bool arg_overflow;
 bool has_adjacent_pair(uint32_t mask) { return (mask & (mask >> 1) & ALL_REGS) != 0; }
 
 int base_code(const TypeNode *type) {
+    if (type == nullptr)
+        return TY_VOID;
     return type->code == TY_ENUM && type->next != nullptr ? type->next->code : type->code;
 }
 
@@ -103,6 +105,8 @@ void start_register_assignment(StmtNode *root) {
 }
 
 uint32_t usable_regs(TypeNode *type, uint32_t mask) {
+    if (type == nullptr)
+        return 0;
     switch (base_code(type)) {
     case TY_CHAR:
     case TY_UCHAR:

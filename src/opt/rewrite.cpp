@@ -53,10 +53,42 @@ void rewrite_expr_stmt(StmtNode *s) {
     fold_expr(e, 0);
 }
 
+// A counted loop puts the assignment of its final value behind itself.
+// Where the loop is the lone body of another statement, not one of a
+// block's list, the two go into a block made for them, which opens no
+// scope.
+void hold_trailing(StmtNode *&slot) {
+    StmtNode *s = slot;
+    if (s == nullptr || s->next == nullptr)
+        return;
+    StmtNode *holder = new_stmt(ST_BLOCK);
+    holder->flags = SF_HOLDER | (s->flags & (SF_LABELLED | SF_CASE_TARGET));
+    holder->body = s;
+    holder->next_block = nullptr;
+    holder->locals = nullptr;
+    holder->file = s->file;
+    holder->line = s->line;
+    holder->end_line = s->end_line;
+    holder->col = s->col;
+    holder->end_col = s->end_col;
+    slot = holder;
+}
+
+// Rewrites the lone statement in `slot`: a loop, if or switch body.
+void rewrite_body(StmtNode *&slot) {
+    hold_trailing(slot);
+    rewrite_stmt(slot);
+}
+
 // Blocks open in the walk; 0 outside the function body.
 int32_t open_blocks;
 
 void rewrite_block(StmtNode *s) {
+    if (s->flags & SF_HOLDER) {
+        for (StmtNode *t = s->body; t != nullptr; t = t->next)
+            rewrite_stmt(t);
+        return;
+    }
     int32_t saved_offset = func_state.frame_offset;
     uint32_t saved_regs = free_regs;
     open_blocks++;
@@ -87,7 +119,7 @@ void rewrite_while(StmtNode *s) {
             s->alt = nullptr;
         }
     }
-    rewrite_stmt(s->body);
+    rewrite_body(s->body);
 }
 
 void rewrite_for(StmtNode *s) {
@@ -115,7 +147,7 @@ void rewrite_for(StmtNode *s) {
         }
         return;
     }
-    rewrite_stmt(s->body);
+    rewrite_body(s->body);
     if (s->update != nullptr)
         fold_expr(s->update, 0);
 }
@@ -125,7 +157,7 @@ void rewrite_counted(StmtNode *s) {
         fold_expr(s->init, 0);
     if (s->expr != nullptr)
         fold_expr(s->expr, 0);
-    rewrite_stmt(s->body);
+    rewrite_body(s->body);
     if (s->update != nullptr)
         fold_expr(s->update, 0);
 }
@@ -147,9 +179,9 @@ void rewrite_if(StmtNode *s) {
         }
     }
     if (s->body != nullptr)
-        rewrite_stmt(s->body);
+        rewrite_body(s->body);
     if (s->kind == ST_IF && s->alt != nullptr)
-        rewrite_stmt(s->alt);
+        rewrite_body(s->alt);
 }
 
 void rewrite_return(StmtNode *s) {
@@ -168,7 +200,7 @@ void rewrite_switch_stmt(StmtNode *s) {
     if (e == nullptr)
         return;
     fold_expr(e, 0);
-    rewrite_stmt(s->body);
+    rewrite_body(s->body);
     if (s->cases != nullptr) {
         rewrite_switch(s, e);
         return;
@@ -189,7 +221,7 @@ void rewrite_here(StmtNode *s) {
     case ST_DO:
         if (s->expr != nullptr)
             fold_expr(s->expr, 0);
-        rewrite_stmt(s->body);
+        rewrite_body(s->body);
         break;
     case ST_WHILE:
         rewrite_while(s);

@@ -44,6 +44,8 @@ enum : uint16_t {
     SF_VAR_READ = 0x100,       // ST_FOR: the control variable is read in the loop
     SF_VAR_CHANGED = 0x200,    // ST_FOR: control variable assigned, or bound not invariant
     SF_UNROLLED = 0x400,       // ST_COUNTED: emitted unrolled
+    SF_HOLDER = 0x800,         // ST_BLOCK made by rewriting around a lone body and
+                               // what goes behind it; no scope, no locals
 };
 
 // Mark on the test of an ST_FOR (ExprNode.eflags): the test is known to
