@@ -151,7 +151,10 @@ std::string format(uint32_t format_address, FormatArgs &in) {
             break;
         }
         case 's': {
-            std::string s = read_string(in.address(), precision >= 0 ? size_t(precision) : SIZE_MAX);
+            // A null string prints as glibc prints it.
+            uint32_t address = in.address();
+            std::string s = address ? read_string(address, precision >= 0 ? size_t(precision) : SIZE_MAX)
+                                    : std::string("(null)");
             std::string wide = (spec + 's');
             std::vector<char> big(s.size() + 512);
             n = std::snprintf(big.data(), big.size(), wide.c_str(), s.c_str());

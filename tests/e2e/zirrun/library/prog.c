@@ -70,6 +70,7 @@ int main(void) {
     printf("%d %d %d %d %c %c\n", isalpha('q') != 0, isdigit('q') != 0, isspace('\t') != 0,
            ispunct('!') != 0, toupper('m'), tolower('M'));
     printf("%d %g\n", sum(5, 1, 2, 3, 4, 5), mixed("dis", 1.25, 2, "four"));
+    printf("[%s] [%.3s]\n", (char *)0, "abcdef");
     fputs("done\n", stdout);
     fprintf(stdout, "%s\n", "also done");
     return (int)offsetof(struct item, name) + 1;
