@@ -26,6 +26,28 @@ static int dense(char c) {
     return 0;
 }
 
+static int ranged(short s) {
+    switch (s) {
+    case -3: case -2: case -1: return 1;
+    case 1000: case 1001: case 1002: return 2;
+    case -32768: return 3;
+    default: return 0;
+    }
+}
+
+static int negative_table(signed char c) {
+    switch (c) {
+    case -3: return 1;
+    case -2: return 2;
+    case -1: return 3;
+    case 0: return 4;
+    case 1: return 5;
+    case 2: return 6;
+    case 3: return 7;
+    }
+    return 0;
+}
+
 static int fib(int n) { return n < 2 ? n : fib(n - 1) + fib(n - 2); }
 
 int main(void) {
@@ -41,6 +63,10 @@ int main(void) {
         for (j = 0; j < i; j++) s += j;
     }
     printf("%d\n", s);
+    s = 0;
+    for (i = -5; i < 1005; i++) s += ranged(i) * i;
+    for (i = -6; i < 6; i++) s = s * 2 + negative_table(i);
+    printf("%d %d\n", s, ranged(-32768));
     i = 0;
     do { i += 3; } while (i < 20);
     while (i > 0) i -= 7;
