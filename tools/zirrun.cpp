@@ -140,19 +140,20 @@ void *run_thread(void *data) {
 // Lays out the stack and the heaps behind the loaded data.
 void set_up(Machine &m) {
     Program &p = *m.program;
-    m.memory.low_end = p.code_base;
+    m.memory.low_start = p.low_start;
+    m.memory.low_end = p.low_end;
     uint32_t near_heap = (p.near_end + 15) & ~15u;
     uint32_t far_heap = (p.far_end + 15) & ~15u;
     if (p.far_stack && FAR_LIMIT - far_heap > 2 * FAR_STACK_SIZE) {
         m.stack_low = far_heap;
         m.sp = far_heap + FAR_STACK_SIZE;
         far_heap = m.sp;
-        m.heap.near_arena.limit = p.code_base;
+        m.heap.near_arena.limit = p.low_end;
     } else {
-        uint32_t room = p.code_base - near_heap;
+        uint32_t room = p.low_end - near_heap;
         uint32_t stack = std::min<uint32_t>(STACK_SIZE, room / 2) & ~15u;
-        m.stack_low = p.code_base - stack;
-        m.sp = p.code_base;
+        m.stack_low = p.low_end - stack;
+        m.sp = p.low_end;
         m.heap.near_arena.limit = m.stack_low;
     }
     m.heap.near_arena.low = m.heap.near_arena.top = near_heap;

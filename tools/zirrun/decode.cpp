@@ -72,6 +72,8 @@ Node *Loader::leaf(const ZirNode &z) {
     case LOC_STATIC: {
         int32_t symbol = symbol_for_ref(l.base);
         n->symbol = symbol;
+        if (symbol >= 0 && z.type.has_attr && (z.type.attr & 0x3000) == 0x1000)
+            program->symbols[size_t(symbol)].wants_tiny = true;
         if (symbol >= 0) {
             n->op = l.indirect ? N_LOAD_STATIC : N_ADDR_STATIC;
         } else if (l.indirect) {

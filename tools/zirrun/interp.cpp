@@ -203,8 +203,8 @@ void reserve(uint32_t size) {
 
 const Symbol &code_symbol(uint32_t address) {
     Program &p = *machine->program;
-    uint32_t index = (address - p.code_base) / 4;
-    if (address < p.code_base || address % 4 != 0 || index >= p.code_symbols.size())
+    uint32_t index = address - p.code_base;
+    if (address < p.code_base || index >= p.code_symbols.size())
         fault(F_UNDEFINED_FUNCTION, "call of address 0x%x, where no function is", address);
     return p.symbols[size_t(p.code_symbols[index])];
 }

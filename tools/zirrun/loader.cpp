@@ -70,6 +70,7 @@ bool Loader::open_data(int32_t symbol, uint8_t alignment, uint16_t attr) {
     if (s.defined) return fail("object " + s.name + " defined twice");
     s.defined = true;
     s.address = address;
+    if (address < NEAR_BASE) tiny_symbols.push_back(symbol);
     in_data = true;
     data_fixed = false;
     data_start = address;
@@ -150,14 +151,18 @@ void Loader::data_value(const ZirRecord &r) {
         uint32_t width = r.tag == REC_ADDRESS1 ? 1 : r.tag == REC_ADDRESS2 ? 2 : 4;
         uint32_t at = data_fixed ? fixed_address + data_length : data_start + data_length;
         put_be(0, width);
-        fixups.push_back({at, width, symbol_for_ref(r.address.ref), r.address.addend});
+        int32_t symbol = symbol_for_ref(r.address.ref);
+        if (symbol >= 0 && width == 1) program->symbols[size_t(symbol)].wants_tiny = true;
+        fixups.push_back({at, width, symbol, r.address.addend});
         if (data_fixed) fail("address inside an object at a fixed address");
         break;
     }
     case REC_LITERAL: {
-        Symbol &s = program->symbols[size_t(symbol_for_label(r.literal.label))];
+        int32_t label = symbol_for_label(r.literal.label);
+        Symbol &s = program->symbols[size_t(label)];
         s.defined = true;
         s.address = (data_fixed ? fixed_address : data_start) + data_length;
+        if (!data_fixed && data_start < NEAR_BASE) tiny_symbols.push_back(label);
         break;
     }
     default:
@@ -197,9 +202,12 @@ bool Loader::record(const ZirRecord &r) {
         int32_t s = symbol_for_name(r.data.name);
         return open_data(s, r.data.alignment, r.data.attr);
     }
-    case REC_LITERAL:
+    case REC_LITERAL: {
         if (r.context != ZIR_FILE) return true;
-        return open_data(symbol_for_label(r.literal.label), r.literal.alignment, 0);
+        int32_t literal = symbol_for_label(r.literal.label);
+        bool tiny = program->symbols[size_t(literal)].wants_tiny;
+        return open_data(literal, r.literal.alignment, tiny ? 0x1000 : 0);
+    }
     case REC_ABSOLUTE: {
         Symbol &s = program->symbols[size_t(symbol_for_name(r.absolute.name))];
         s.defined = true;
@@ -241,6 +249,29 @@ bool Loader::record(const ZirRecord &r) {
     }
 }
 
+void Loader::place_code() {
+    uint32_t count = uint32_t(program->code_symbols.size());
+    uint32_t room = (count + 7) & ~7u;
+    if (tiny_next + room <= NEAR_BASE) {
+        // Below 256: the tiny objects move up to make room.
+        program->code_base = TINY_BASE;
+        std::memmove(&memory->bytes[TINY_BASE + room], &memory->bytes[TINY_BASE], tiny_next - TINY_BASE);
+        std::memset(&memory->bytes[TINY_BASE], 0, room);
+        for (int32_t k : tiny_symbols) program->symbols[size_t(k)].address += room;
+        for (Fixup &f : fixups)
+            if (f.address >= TINY_BASE && f.address < tiny_next) f.address += room;
+        tiny_next += room;
+        program->low_start = TINY_BASE + room;
+        program->low_end = FAR_BASE;
+    } else {
+        program->code_base = (FAR_BASE - count) & ~15u;
+        program->low_start = TINY_BASE;
+        program->low_end = program->code_base;
+    }
+    for (uint32_t k = 0; k < count; k++)
+        program->symbols[size_t(program->code_symbols[k])].address = program->code_base + k;
+}
+
 bool Loader::finish() {
     if (function) return fail("the file ends inside function " + function->name);
     if (in_data) return fail("the file ends inside a data object");
@@ -251,12 +282,8 @@ bool Loader::finish() {
         if (s.function < 0) s.native = find_native(s.name);
         program->code_symbols.push_back(int32_t(k));
     }
-    uint32_t code_bytes = uint32_t(program->code_symbols.size()) * 4;
-    program->code_base = (FAR_BASE - code_bytes) & ~15u;
-    for (size_t k = 0; k < program->code_symbols.size(); k++)
-        program->symbols[size_t(program->code_symbols[k])].address =
-            program->code_base + uint32_t(k) * 4;
     if (tiny_next > NEAR_BASE) return fail("tiny data does not fit below 256");
+    place_code();
     program->near_end = near_next;
     program->far_stack = true;
     for (const Node *n : program->nodes) {
@@ -265,7 +292,7 @@ bool Loader::finish() {
         if (stack_address && class_size(n->cls) < 4) program->far_stack = false;
     }
     program->far_end = far_next;
-    if (near_next + 0x2000 > program->code_base)
+    if (near_next + 0x2000 > program->low_end)
         return fail("near data does not fit below 64 K");
     for (CallSite *site : program->calls) align_struct_args(site);
     // Every object a node or an address refers to must exist.

@@ -30,6 +30,7 @@ struct Loader {
     // Data layout: the next free address of each region.
     uint32_t tiny_next = TINY_BASE, near_next = NEAR_BASE, far_next = FAR_BASE;
     std::vector<Fixup> fixups;
+    std::vector<int32_t> tiny_symbols;       // placed below 256
 
     // The data object being filled: where it starts and how far it reached.
     bool in_data = false;
@@ -137,6 +138,10 @@ struct Loader {
     bool record(const ZirRecord &r);
 
     // -- after the last record ------------------------------------------------------
+
+    // Gives each function its code address: below 256 when there is room
+    // beside the tiny objects, else at the top of the near space.
+    void place_code();
 
     // Code addresses, the check that every object referred to exists, the
     // addresses written into nodes and data.

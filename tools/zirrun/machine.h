@@ -13,12 +13,16 @@
 // heap below 64 K, and far objects and the far heap above 64 K:
 //
 //   0x0000 .. 0x000F     never mapped: null and its neighbours fault
-//   0x0010 .. 0x00FF     tiny objects
+//   0x0010 ..            one address per function, never mapped, so that a
+//                        function pointer of any width holds it
+//          .. 0x00FF     tiny objects
 //   0x0100 ..            near objects and literals, then the near heap
-//          .. code_base  the stack, growing down from code_base (above
-//                        64 K instead when no pointer to a local is narrow)
-//   code_base .. 0xFFFF  one 4-byte address per function; never mapped
+//          .. 0xFFFF     the stack, growing down from 64 K (above 64 K
+//                        instead when no pointer to a local is narrow)
 //   0x10000 .. 64 M      far objects, then the far heap
+//
+// When the functions and tiny objects do not fit below 256 together, the
+// functions take their addresses at the top of the near space instead.
 //
 // Objects at fixed addresses keep their addresses, in blocks of their own.
 #pragma once
@@ -117,10 +121,10 @@ constexpr uint32_t FAR_LIMIT = 0x04000000;   // far data and the far heap stop h
 constexpr uint32_t MAX_CALL_DEPTH = 100000;  // deeper recursion is a stack fault
 
 struct Memory {
-    // Addresses 0 .. size-1; valid are [TINY_BASE, low_end) and
+    // Addresses 0 .. size-1; valid are [low_start, low_end) and
     // [FAR_BASE, size), and the blocks of objects at fixed addresses.
     std::vector<uint8_t> bytes;
-    uint32_t low_end = FAR_BASE;
+    uint32_t low_start = TINY_BASE, low_end = FAR_BASE;
     struct Block {
         uint32_t address;
         std::vector<uint8_t> bytes;
@@ -130,7 +134,7 @@ struct Memory {
     // The host address of n bytes at `address`, or null when any of them
     // lies outside the valid memory.
     uint8_t *find(uint32_t address, uint32_t n) {
-        if (fixed.empty() && address >= TINY_BASE && address <= low_end && n <= low_end - address)
+        if (fixed.empty() && address >= low_start && address <= low_end && n <= low_end - address)
             return &bytes[address];
         return find_slow(address, n);
     }
@@ -268,6 +272,10 @@ struct Symbol {
     uint32_t size = 0;
     int32_t function = -1;     // index in Program::functions
     int32_t native = -1;       // index of a library function
+    // A literal's record tells no memory space: a use through a tiny
+    // pointer (a leaf's attribute word, a 1-byte address) asks for one
+    // below 256.
+    bool wants_tiny = false;
 };
 
 struct Program {
@@ -277,7 +285,8 @@ struct Program {
     std::unordered_map<std::string, int32_t> by_name;
     std::unordered_map<uint32_t, int32_t> by_label;
     std::vector<int32_t> code_symbols;   // symbol of each code address, in order
-    uint32_t code_base = FAR_BASE;
+    uint32_t code_base = TINY_BASE;      // address of the first function
+    uint32_t low_start = TINY_BASE, low_end = FAR_BASE;   // data below 64 K
     uint32_t near_end = NEAR_BASE, far_end = FAR_BASE;   // end of loaded data
     // No address of a local or an argument is ever narrower than 4 bytes
     // (every pointer is far): the stack may then lie above 64 K and be

@@ -30,7 +30,7 @@ uint8_t *Memory::find_slow(uint32_t address, uint32_t n) {
         if (address >= block.address && address - block.address <= block.bytes.size() &&
             n <= block.bytes.size() - (address - block.address))
             return block.bytes.data() + (address - block.address);
-    if (address >= TINY_BASE && address <= low_end && n <= low_end - address)
+    if (address >= low_start && address <= low_end && n <= low_end - address)
         return &bytes[address];
     if (address >= FAR_BASE && address <= bytes.size() && n <= bytes.size() - address)
         return &bytes[address];

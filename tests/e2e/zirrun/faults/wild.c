@@ -1,5 +1,5 @@
 int main(void) {
-    char *p = (char *)0xFFF8;
+    char @far *p = (char @far *)0x03000000L;
     *p = 1;
     return 0;
 }
