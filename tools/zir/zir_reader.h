@@ -292,3 +292,8 @@ inline double zir_double(uint64_t bits) {
     std::memcpy(&d, &bits, sizeof d);
     return d;
 }
+
+// The text that tells where a malformed file went wrong, as every tool
+// prints it behind its own name: "NAME: offset 16 (0x10): expected
+// NameBlock text, found end of file".
+std::string zir_error_text(const char *name, const ZirError &error);

@@ -1,0 +1,2 @@
+int missing(int);
+int main(void) { return missing(1); }

@@ -1,0 +1,1 @@
+int helper(void) { return 1; }

@@ -1,0 +1,4 @@
+int main(int argc, char **argv) {
+    int *p = (int *)(argc - 1);
+    return *p;
+}
