@@ -228,12 +228,26 @@ double scale_pow10(double val, int32_t exp) {
 
 uint32_t convert_escape(const char **cursor) { return escape_value(cursor, nullptr); }
 
+namespace {
+
+// A decimal spelling with a point or an exponent is a real constant.  One
+// pass over the few characters, rather than a search per mark.
+bool has_real_mark(const char *p, unsigned n) {
+    for (unsigned i = 0; i < n; i++) {
+        if (p[i] == '.' || p[i] == 'e' || p[i] == 'E')
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
 void convert_number_spelling(Token *token, const char *p, unsigned n) {
     if (n >= 3 && p[0] == '0' && (p[1] == 'x' || p[1] == 'X'))
         convert_integer(token, p, n, 2, 16);
     else if (n >= 3 && p[0] == '0' && (p[1] == 'b' || p[1] == 'B'))
         convert_integer(token, p, n, 2, 2);
-    else if (std::memchr(p, '.', n) || std::memchr(p, 'e', n) || std::memchr(p, 'E', n))
+    else if (has_real_mark(p, n))
         convert_real(token, p, n);
     else
         convert_integer(token, p, n, 0, n > 0 && p[0] == '0' ? 8 : 10);

@@ -221,13 +221,44 @@ constexpr unsigned MAX_NAME_TEXT = 254;
 // ---------------------------------------------------------------------------
 // Raw fields, for the writers of statements, expressions and debug data.
 // All go to `output_stream`.
-void put_byte(uint32_t value);
-void put_u16(uint32_t value);
-void put_u32(uint32_t value);
 void put_bytes(const void *bytes, size_t length);
 // Hands the bytes gathered so far to the output stream; the translation
 // loop calls it when the unit ends.
 void flush_output();
+
+// The bytes not yet handed to the stream.  Only the field writers below and
+// emit.cpp touch them; they stand here so that a field costs a store, not a
+// call: the writers put a few bytes per record and millions per large unit.
+constexpr size_t OUTPUT_BUFFER_SIZE = 1 << 16;
+extern unsigned char output_buffer[OUTPUT_BUFFER_SIZE];
+extern size_t output_used;
+
+// Room for `count` more bytes, flushing when the buffer is too full.
+inline unsigned char *output_room(size_t count) {
+    if (OUTPUT_BUFFER_SIZE - output_used < count)
+        flush_output();
+    unsigned char *at = output_buffer + output_used;
+    output_used += count;
+    return at;
+}
+
+inline void put_byte(uint32_t value) {
+    *output_room(1) = static_cast<unsigned char>(value);
+}
+
+inline void put_u16(uint32_t value) {
+    unsigned char *at = output_room(2);
+    at[0] = static_cast<unsigned char>(value);
+    at[1] = static_cast<unsigned char>(value >> 8);
+}
+
+inline void put_u32(uint32_t value) {
+    unsigned char *at = output_room(4);
+    at[0] = static_cast<unsigned char>(value);
+    at[1] = static_cast<unsigned char>(value >> 8);
+    at[2] = static_cast<unsigned char>(value >> 16);
+    at[3] = static_cast<unsigned char>(value >> 24);
+}
 // The expression tag of an operator code (OP_...), or -1 when the operator
 // cannot reach the file.
 int expr_tag(int op);
