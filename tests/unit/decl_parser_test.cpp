@@ -1,8 +1,9 @@
 // The declaration parser from inside: the type chains and attribute words
-// that specifiers and declarators build, argument lists, the layout of
-// bit-fields (bit positions show nowhere else), scopes of tags and enum
-// constants in argument lists, and nesting and sizes far beyond what one
-// source line can hold.
+// that specifiers and declarators build, the layout of bit-fields (bit
+// positions show nowhere else), scopes of tags and enum constants in
+// argument lists, and nesting and sizes far beyond what one source line can
+// hold.  Argument lists and a struct that holds itself are run by
+// tests/e2e/decl and tests/e2e/robustness.
 #include <gtest/gtest.h>
 
 #include <ctime>
@@ -244,26 +245,6 @@ TEST_F(DeclParser, PointersTakeTheDefaultsOfWhatTheyReach) {
     EXPECT_EQ(messages.take(), "illegal storage class\n");
 }
 
-TEST_F(DeclParser, ArgumentLists) {
-    static const Case cases[] = {
-        {"int f(void)", "f: (v,v) i @F", ""},
-        {"int f()", "f: () i @F", ""},
-        {"int f(...)", "f: () i @F", ""},
-        {"int f(int, ...)", "f: (i) i @F", ""},
-        {"int f(int a, char *b)", "f: (a i,b * c,v) i @F", ""},
-        {"int f(a, b)", "f: (a ?,b ?) i @F", ""},
-        {"int g(a, b, a)", "g: (a ?,b ?) i @F", "redeclared argument a\n"},
-        {"int g(int a, int a)", "g: (a i,a i,v) i @F", "redeclared proto argument a\n"},
-        {"int f(void, int)", "f: (i,v) i @F", "bad void argument\n"},
-        {"int f(int, void)", "f: (i,v) i @F", "bad void argument\n"},
-        {"int f(void x)", "f: (x v,v) i @F", ""},
-    };
-    for (const Case &c : cases) {
-        EXPECT_EQ(declare(c.source), c.shape) << c.source;
-        EXPECT_EQ(messages.take(), c.messages) << c.source;
-    }
-}
-
 // Tags and enum constants of an argument list stay out of the file's
 // lists; the function node keeps them.
 TEST_F(DeclParser, TagsAndConstantsOfAnArgumentListStayInIt) {
@@ -380,16 +361,6 @@ TEST_F(DeclParser, TagsFollowTheirScopes) {
     tag_scope_mark = nullptr;
     EXPECT_EQ(specified("struct s"), outer);
     EXPECT_EQ(messages.take(), "");
-}
-
-// A struct may hold itself only through a pointer.  Through an array it
-// holds an incomplete copy of itself; measuring its alignment must not
-// walk round in circles.
-TEST_F(DeclParser, AStructThatHoldsItselfStaysMeasurable) {
-    TypeNode *type = specified("struct a { struct a x; struct a y[1]; struct a z[1]; double d; struct a *p; }");
-    EXPECT_EQ(messages.take(), "embedded usage of tag name a\n");
-    EXPECT_EQ(align_shift(type), 3);
-    EXPECT_EQ(type->size, 16u);
 }
 
 // Nesting far beyond one source line: each recursion goes on on a fresh

@@ -150,50 +150,41 @@ protected:
         error_count = 0;
     }
 
-    // The body `text`, behind its `{`, as a function body of int result.
-    std::string body(const char *text) {
-        texts.emplace_back(std::string(text) + "\n");
-        PpToken *list = scan_line(texts.back().data());
+    // Parses `text`, behind its `{`, as a function body of int result in
+    // which the names declared after `outer` are its own, and gives what
+    // `read` makes of the tree while its tokens live.
+    template <typename Read>
+    std::string parse(const std::string &text, Symbol *outer, Read read) {
+        PpToken *list = scan_line(texts.emplace_back(text + "\n").data());
         token_source_switch(list);
         StmtNode *scratch = nullptr;
         func_state.block_chain_tail = &scratch;
         func_state.return_type = &type_int;
         func_state.loop_records = nullptr;
         func_state.case_list_slot = nullptr;
-        scope_mark = symbol_list;
+        func_state.known_values = nullptr;
+        scope_mark = outer;
         tag_scope_mark = tag_list;
-        StmtNode *root = parse_block(nullptr, nullptr, nullptr, nullptr, nullptr);
-        std::string text_form = stmt_text(root);
+        std::string result = read(parse_block(nullptr, nullptr, nullptr, nullptr, nullptr));
         token_source_switch(nullptr);
         pptoken_free_list(list);
         scope_mark = tag_scope_mark = nullptr;
         label_list = nullptr;
-        return text_form;
+        return result;
     }
 
-    // The body `text` as above; gives the tree of the value read by the
-    // expression statement `x = ...;` that ends it, as the known values
-    // left it.
+    // The tree of `text` in its text form.
+    std::string body(const char *text) { return parse(text, symbol_list, stmt_text); }
+
+    // The tree of the value read by the statement `x = a;` behind `text`, as
+    // the known values left it.
     std::string last_value(const char *text) {
-        std::string source = std::string(text) + " x = a; }";
-        texts.emplace_back(source + "\n");
-        PpToken *list = scan_line(texts.back().data());
-        token_source_switch(list);
-        StmtNode *scratch = nullptr;
-        func_state.block_chain_tail = &scratch;
-        func_state.return_type = &type_int;
-        func_state.known_values = nullptr;
-        scope_mark = symbol_list;
-        tag_scope_mark = tag_list;
-        StmtNode *root = parse_block(nullptr, nullptr, nullptr, nullptr, nullptr);
-        const StmtNode *last = root->body;
-        while (last->next != nullptr && last->next->kind != ST_RETURN)
-            last = last->next;
-        std::string value = tree(last->expr->right);
-        token_source_switch(nullptr);
-        pptoken_free_list(list);
-        scope_mark = tag_scope_mark = nullptr;
-        return value;
+        return parse(std::string(text) + " x = a; }", symbol_list, [](const StmtNode *root) {
+            const StmtNode *last = root->body;
+            while (last->next != nullptr && last->next->kind != ST_RETURN)
+                last = last->next;
+            return tree(last->expr->right);
+        });
     }
 
     std::deque<std::string> texts;
@@ -272,7 +263,6 @@ TEST_F(Statements, KnownValuesAcrossStatements) {
     for (const Case &c : cases) {
         EXPECT_EQ(last_value(c.source), c.expected) << c.source;
         messages.take();
-        label_list = nullptr;
     }
 }
 
@@ -292,19 +282,11 @@ TEST_F(Statements, WidenedArgumentsAtTheEndOfTheBody) {
         made[k]->value = args[k].offset;
         made[k]->flags = SYM_DECLARED | (args[k].widened ? uint32_t(SYM_ARG_WIDENED) : 0u);
     }
-    texts.emplace_back("return c + s + f + n; }\n");
-    PpToken *list = scan_line(texts.back().data());
-    token_source_switch(list);
-    StmtNode *scratch = nullptr;
-    func_state.block_chain_tail = &scratch;
-    func_state.return_type = &type_int;
-    scope_mark = outer;
-    tag_scope_mark = tag_list;
-    StmtNode *root = parse_block(nullptr, nullptr, nullptr, nullptr, nullptr);
-    std::string entry_types = root->body->kind == ST_EXPR ? typed(root->body->expr) : "none";
-    token_source_switch(nullptr);
-    pptoken_free_list(list);
-    scope_mark = tag_scope_mark = nullptr;
+    StmtNode *root = nullptr;
+    std::string entry_types = parse("return c + s + f + n; }", outer, [&root](StmtNode *top) {
+        root = top;
+        return top->body->kind == ST_EXPR ? typed(top->body->expr) : "none";
+    });
 
     EXPECT_EQ(made[0]->value, 3u);
     EXPECT_EQ(made[1]->value, 6u);

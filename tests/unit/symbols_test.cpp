@@ -1,7 +1,7 @@
 // Symbols and pools: records given back and made again, lookup by interned
 // name checked against a plain walk of the list over random scope histories
-// and timed in a large unit, the type pool with its mark and keep bit, the
-// statement and expression pools, and label numbers.
+// and timed in a large unit, the type pool with its mark and keep bit, and the
+// statement and expression pools.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -16,7 +16,6 @@
 #include "driver/options.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
-#include "message_capture.h"
 #include "stmt/stmt_node.h"
 
 // Records live to the end of the run; a sanitizer build is not to count them.
@@ -225,18 +224,6 @@ TEST(Pools, StatementsAndExpressionsAreAllGivenBack) {
     EXPECT_EQ(exprs.count(new_expr(OP_SUB)), 0u);
     release_stmts();
     release_exprs();
-}
-
-// Label numbers are odd; past the 16 bits of the debug records each one
-// reports.
-TEST(Labels, OddNumbersUntilTheSixteenBitLimit) {
-    Messages messages;
-    int32_t label = new_label();
-    for (int32_t next; label < 0xFFFF; label = next)
-        ASSERT_EQ(next = new_label(), label + 2);
-    EXPECT_EQ(messages.take(), "");
-    EXPECT_EQ(new_label(), 0x10001);
-    EXPECT_EQ(messages.take(), "file too large for label information\n");
 }
 
 } // namespace
