@@ -406,7 +406,10 @@ ExprNode *constant_right_rules(ExprNode *node, TypeNode *lt) {
 // Constants gathered over two levels, `(x o c2) p c1`.
 
 // `(x o c2) p c1` becomes `(x p c1) o (c2 p c1)`: the two nodes exchange
-// operators and the constant of the left node goes to the top.
+// operators and the constant of the left node goes to the top.  The new
+// constant is computed from `c2` promoted, and takes the promoted type: in
+// `(x + (unsigned char)255) * 32767` it is the int 255 * 32767, which an
+// unsigned char cannot hold.
 ExprNode *distribute(ExprNode *node, int32_t value) {
     ExprNode *left = node->left;
     ExprNode *c1 = node->right;
@@ -417,6 +420,7 @@ ExprNode *distribute(ExprNode *node, int32_t value) {
     left->right = c1;
     node->right = c2;
     c2->value = value;
+    c2->type = promote_type(c2->type, 0);
     return node;
 }
 

@@ -39,7 +39,10 @@ ExprNode *negate(ExprNode *e, ExprNode *x, bool *invalid) {
         *invalid = true;
     if (x->op == OP_LEAF) {
         if (is_int_const(x)) {
+            // The value is one of the promoted type: -(unsigned short)1
+            // is the int -1, not a short.
             x->value = int32_t(0u - uint32_t(x->value));
+            x->type = e->type;
             return x;
         }
         if (is_real_const(x)) {
@@ -67,7 +70,9 @@ ExprNode *complement(ExprNode *e, ExprNode *x, bool *invalid) {
     if (!is_integer_code(x->type->code))
         *invalid = true;
     if (is_int_const(x)) {
+        // As for negation: ~(unsigned short)0xFFFF is the int ~65535.
         x->value = ~x->value;
+        x->type = e->type;
         return x;
     }
     if (x->op == OP_COMPL)
