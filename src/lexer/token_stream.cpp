@@ -205,6 +205,19 @@ bool is_special_kind(uint16_t kind) {
 
 Token *read_token(Token *t);
 
+// A name of the line becomes its keyword, or an identifier with its
+// interned name; the lookup was made once, when the name was cut.
+inline void name_token(Token *t, PpToken *pp) {
+    NameEntry *entry = pptoken_name(pp);
+    if (entry->keyword != 0) {
+        t->code = entry->keyword;
+        t->value.integer = 0;
+    } else {
+        t->code = TOK_IDENT;
+        t->value.name = entry_name(entry);
+    }
+}
+
 } // namespace
 
 // Most tokens are a name or an operator of a line already read: they are
@@ -221,14 +234,7 @@ Token *read_next_token() {
     t->column = pp->column;
     t->length = pp->length;
     if (pp->kind == TOK_IDENT) {
-        NameEntry *entry = pptoken_name(pp);
-        if (entry->keyword != 0) {
-            t->code = entry->keyword;
-            t->value.integer = 0;
-        } else {
-            t->code = TOK_IDENT;
-            t->value.name = entry_name(entry);
-        }
+        name_token(t, pp);
     } else {
         t->code = pp->kind;
         t->value.integer = 0;
@@ -295,17 +301,9 @@ Token *read_token(Token *t) {
             convert_string(t, pp);
             cur_pp = pp->next;
             continue;
-        case TOK_IDENT: {
-            NameEntry *entry = pptoken_name(pp);
-            if (entry->keyword != 0) {
-                t->code = entry->keyword;
-                t->value.integer = 0;
-            } else {
-                t->code = TOK_IDENT;
-                t->value.name = entry_name(entry);
-            }
+        case TOK_IDENT:
+            name_token(t, pp);
             break;
-        }
         case PP_NUMBER:
             convert_number(t, pp);
             break;

@@ -127,11 +127,7 @@ void assign_after(StmtNode *s, ExprNode *init, int32_t value, bool copy) {
         assign->left->lflags |= LF_INIT_TARGET;
     StmtNode *after = new_stmt(ST_EXPR);
     after->expr = assign;
-    after->line = s->line;
-    after->end_line = s->end_line;
-    after->col = s->col;
-    after->end_col = s->end_col;
-    after->file = s->file;
+    copy_position(after, s);
     after->next = s->next;
     s->next = after;
 }

@@ -84,18 +84,6 @@ Symbol *best_global(StmtNode *block) {
     return best;
 }
 
-// The statement that loads a register before the block's first statement.
-StmtNode *new_reg_move(StmtNode *block, ExprNode *leaf) {
-    StmtNode *move = new_stmt(ST_REG_MOVE);
-    move->expr = leaf;
-    move->body = nullptr;
-    move->line = move->end_line = block->line;
-    move->col = move->end_col = block->col;
-    move->file = block->file;
-    move->next = block->body;
-    block->body = move;
-    return move;
-}
 
 // The register holding a global's address: on success the move of the
 // address into it starts the block; else the global is used directly.
@@ -107,7 +95,7 @@ void place_reg_copy(StmtNode *block, Symbol *sym) {
         leaf->sym = sym->partner;
         leaf->value = 0;
         leaf->type = sym->type;
-        new_reg_move(block, leaf);
+        insert_reg_move(block, &block->body, leaf);
     } else if (sym->partner != nullptr) {
         sym->partner->partner = nullptr;
     }

@@ -204,12 +204,6 @@ int promote_arg_register(StmtNode *block, Symbol *sym) {
     leaf->sym = sym;
     leaf->value = 0;
     leaf->type = sym->type->code == TY_ENUM && sym->type->next != nullptr ? sym->type->next : sym->type;
-    StmtNode *move = new_stmt(ST_REG_MOVE);
-    move->expr = leaf;
-    move->body = nullptr;
-    move->line = move->end_line = block->line;
-    move->col = move->end_col = block->col;
-    move->file = block->file;
     // Arguments that arrive in registers move first.
     StmtNode **slot = &block->body;
     StmtNode *first = *slot;
@@ -217,7 +211,17 @@ int promote_arg_register(StmtNode *block, Symbol *sym) {
         (first->expr->lflags & 7) == LEAF_VARIABLE && first->expr->sym != nullptr &&
         (first->expr->sym->flags & SYM_REG_PASSED))
         slot = &first->next;
+    insert_reg_move(block, slot, leaf);
+    return 1;
+}
+
+void insert_reg_move(StmtNode *block, StmtNode **slot, ExprNode *leaf) {
+    StmtNode *move = new_stmt(ST_REG_MOVE);
+    move->expr = leaf;
+    move->body = nullptr;
+    move->line = move->end_line = block->line;
+    move->col = move->end_col = block->col;
+    move->file = block->file;
     move->next = *slot;
     *slot = move;
-    return 1;
 }

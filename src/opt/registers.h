@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+struct ExprNode;
 struct StmtNode;
 struct Symbol;
 struct TypeNode;
@@ -54,6 +55,9 @@ void cache_globals(StmtNode *block);
 // 1 if `sym` got a register; otherwise 0, and a register variable may have
 // become SC_AUTO.
 int assign_register(Symbol *sym);
+// Puts a statement that loads a register from `leaf` at `slot` in the
+// statements of `block`, at the block's position.
+void insert_reg_move(StmtNode *block, StmtNode **slot, ExprNode *leaf);
 // 1 if the argument `sym`, passed in memory, got a register; the move into
 // it goes to the head of `block`.
 int promote_arg_register(StmtNode *block, Symbol *sym);

@@ -66,11 +66,7 @@ void hold_trailing(StmtNode *&slot) {
     holder->body = s;
     holder->next_block = nullptr;
     holder->locals = nullptr;
-    holder->file = s->file;
-    holder->line = s->line;
-    holder->end_line = s->end_line;
-    holder->col = s->col;
-    holder->end_col = s->end_col;
+    copy_position(holder, s);
     slot = holder;
 }
 
@@ -294,10 +290,6 @@ StmtNode *make_goto(StmtNode *s) {
     StmtNode *jump = new_stmt(ST_GOTO);
     jump->expr = nullptr;
     jump->goto_label = nullptr;
-    jump->line = s->line;
-    jump->end_line = s->end_line;
-    jump->col = s->col;
-    jump->end_col = s->end_col;
-    jump->file = s->file;
+    copy_position(jump, s);
     return jump;
 }

@@ -104,6 +104,16 @@ struct LoopRecord {
     uint16_t nest;               // nesting levels of counted loops it would hold
 };
 
+// Gives `to` the source range of `from`: file, first and last line and
+// column.  For statements that later passes make in place of others.
+inline void copy_position(StmtNode *to, const StmtNode *from) {
+    to->file = from->file;
+    to->line = from->line;
+    to->end_line = from->end_line;
+    to->col = from->col;
+    to->end_col = from->end_col;
+}
+
 // The statement pool (stmt_pool.cpp).  new_stmt sets kind and clears next,
 // flags and label only.  No mark is taken: release_stmts gives back every
 // node ever taken from the heap, at the end of each function definition.
