@@ -318,6 +318,12 @@ uint16_t write_debug_function(const char *file, Symbol *function, uint16_t label
                               uint16_t end_label);
 void write_debug_file_end(Symbol *symbols, uint16_t label, uint16_t end_label, uint32_t lines);
 void write_debug_macro_name(NameRecord *name);
+// The function whose record the next write_debug_function writes: its root
+// block and the line of its declarator.
+void note_debug_function(StmtNode *root, uint32_t line);
+// The rest of a function's record: its locals, statement labels and the
+// names it calls and uses.
+void write_debug_locals(StmtNode *root);
 
 // ---------------------------------------------------------------------------
 // Functions.  A function is written once its body has been parsed without

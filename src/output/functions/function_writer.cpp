@@ -72,7 +72,11 @@ void write_register_arguments(const Symbol *sym, const StmtNode *root) {
 void write_function(Symbol *sym, StmtNode *root, uint32_t line, uint32_t brace_line,
                     int32_t arg_size) {
     start_nostack_name(sym);
-    if (opt_x && !opt_xd) debug_file_mark(root->file, sym);
+    if (opt_x && !opt_xd) {
+        note_debug_function(root, line);
+        debug_file_mark(root->file, sym);
+        write_debug_locals(root);
+    }
     write_source_file(root->file);
     write_symbol_decl(sym, 0x800);
     put_byte(REC_FUNCTION_LINES);
