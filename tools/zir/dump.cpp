@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "zir/debug_words.h"
 #include "zir/zir_reader.h"
 
 namespace {
@@ -447,6 +448,56 @@ uint32_t indent_of(const ZirRecord &r) {
     }
 }
 
+// A file with debug data shows it as the linked structure it is: each item
+// under the label that names it (`L9:`), a link as `-> L11`, strings, ints
+// and addresses decoded, and a type word as its derivations and base.
+// False for records that are no debug data.
+bool put_debug_item(Line &line, const ZirRecord &r, bool type_word) {
+    if (r.context != ZIR_FILE) return false;
+    switch (r.tag) {
+    case REC_DEBUG_LABEL:
+        line.put_label(r.label);
+        line.put(":");
+        return true;
+    case REC_INT:
+        if (type_word && r.int_value.width == 4) {
+            uint32_t v = r.int_value.value;
+            uint32_t word = (v >> 24) | ((v >> 8) & 0xFF00) | ((v << 8) & 0xFF0000) | (v << 24);
+            char text[160];
+            describe_type_word(word, text, sizeof text);
+            line.putf("  type 0x%08x ", word);
+            line.put(text);
+            return true;
+        }
+        line.putf("  int%u ", r.int_value.width);
+        line.put_number(r.int_value.value);
+        return true;
+    case REC_STRING:
+        line.put("  string ");
+        line.put_text(r.text);
+        if (r.text.length >= 255) line.put(" ...");
+        return true;
+    case REC_ADDRESS4:
+        if (!r.address.ref.named && r.address.addend == 0) {
+            line.put("  -> ");
+            line.put(r.address.ref.label ? "" : "null");
+            if (r.address.ref.label) line.put_label(r.address.ref.label);
+            return true;
+        }
+        line.put("  address");
+        line.put_ref(r.address.ref);
+        line.put(" addend=");
+        line.put_number(r.address.addend);
+        return true;
+    case REC_DEBUG_NAME:
+        line.put("  name ");
+        line.put_text(r.text);
+        return true;
+    default:
+        return false;
+    }
+}
+
 }  // namespace
 
 int dump_intermediate(const uint8_t *data, size_t size, const char *name, bool show_offsets,
@@ -464,10 +515,18 @@ int dump_intermediate(const uint8_t *data, size_t size, const char *name, bool s
         if (options & HDR_FLOAT_REGS) line.put(" -fr");
         line.text += '\n';
         std::fwrite(line.text.data(), 1, line.text.size(), out);
+        bool debug = (options & HDR_DEBUG) != 0;
+        std::unordered_set<size_t> type_words;
+        if (debug) type_words = find_debug_type_words(data, size);
         ZirRecord record;
         while ((status = reader.next(&record)) == ZIR_RECORD) {
             line.text.clear();
             if (show_offsets) line.putf("%08zx: ", record.offset);
+            if (debug && put_debug_item(line, record, type_words.count(record.offset) != 0)) {
+                line.text += '\n';
+                std::fwrite(line.text.data(), 1, line.text.size(), out);
+                continue;
+            }
             // A code label stands at the start of its line, as in an
             // assembly listing, so that the eye finds the targets of jumps.
             if (record.context == ZIR_BODY &&
