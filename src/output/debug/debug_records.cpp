@@ -63,6 +63,11 @@ bool is_listed_global(const Symbol *sym) {
     }
 }
 
+// The compiler's own names begin with a dot, which no source name can.
+bool is_compiler_name(const Symbol *sym) {
+    return sym->name != nullptr && sym->name->length != 0 && sym->name->text[0] == '.';
+}
+
 bool has_listed_local(StmtNode *root) {
     for (StmtNode *block = root; block != nullptr; block = block->next_block)
         for (Symbol *sym = block->locals; sym != nullptr; sym = sym->next)
@@ -76,7 +81,8 @@ void write_locals_pass(StmtNode *root, int pass) {
             write_debug_symbol(sym, pass);
     if (opt_xx)
         for (Symbol *label = label_list; label != nullptr; label = label->next)
-            if (label->flags & SYM_DECLARED) write_debug_statement_label(label, pass);
+            if ((label->flags & SYM_DECLARED) && !is_compiler_name(label))
+                write_debug_statement_label(label, pass);
 }
 
 // The next Symbol of a file's list.  A Symbol whose declaration failed
