@@ -6,9 +6,10 @@
 # Sources of 350, 1,400, 2,000 and 8,000 functions (the same text on every
 # run): from ../shared/bench/gen_corpus.py when the shared folder lies
 # beside the checkout, else from our own tools/gen_bench.py.  Each command
-# runs five times on each source and the median counts.  Two tables:
+# runs five times on each source and the median counts.  Tables:
 # preprocessing (`zcppc -e` against `tcc -E`) and the whole pass (`zcppc -o`
-# against `tcc -c`).  Each row gives the time, lines per second, peak memory
+# against `tcc -c`), and a third that times the whole pass with -x against
+# the pass without it.  Each row gives the time, lines per second, peak memory
 # and the ratio of zcppc's time to tcc's; the last rows of a table give the
 # growth from 350 to 1,400 and from 2,000 to 8,000 functions, four times as
 # large each, so a growth of 4 is linear.
@@ -100,3 +101,20 @@ done
 echo
 table "preprocessing: zcppc -e, tcc -E" "-e -o $work/out.i" "-E -o $work/out.i"
 table "whole pass: zcppc -o, tcc -c" "-o $work/out.o" "-c -o $work/out.t.o"
+
+# The whole pass with -x against the pass without it, on the sources whose
+# labels last: the debug data takes labels of its own, so on larger units
+# the -x run stops writing early and says so.  The pass with -x should take
+# at most 1.3 times as long.
+echo "debug information: zcppc -x -o against zcppc -o"
+for size in 350 1400; do
+  plain=$(median_ns "$zcppc" -o "$work/out.o" "$work/gen$size.c")
+  debug=$(median_ns "$zcppc" -x -o "$work/out.o" "$work/gen$size.c")
+  awk -v size="$size" -v p="$plain" -v d="$debug" 'BEGIN { if (p <= 0) p = 1
+    printf "%6d fn  zcppc %8.3f s  zcppc -x %8.3f s  -x/plain %.2f (at most 1.30)", size, p / 1e9, d / 1e9, d / p }'
+  if "$zcppc" -x -o "$work/out.o" "$work/gen$size.c" 2>&1 >/dev/null |
+       grep -q 'file too large for label information'; then
+    printf '  (labels ran out)'
+  fi
+  echo
+done

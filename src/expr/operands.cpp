@@ -10,6 +10,7 @@
 #include "expr/expr_node.h"
 #include "expr/operands.h"
 #include "lexer/token.h"
+#include "output/records.h"
 #include "stmt/stmt_node.h"
 
 namespace {
@@ -119,8 +120,10 @@ ExprNode *parse_call(ExprNode *callee) {
         function->proto_tags = nullptr;
         sym->type = function;
         sym->flags |= SYM_IMPLICIT_FN | SYM_DECLARED | SYM_USED;
-        if (!func_state.in_data_init)
+        if (!func_state.in_data_init) {
             sym->flags |= SYM_DBG_CALLED;
+            note_debug_name_use(sym);
+        }
         callee->type = function;
         decay_to_pointer(callee);
         result = &type_int;
@@ -338,8 +341,10 @@ ExprNode *identifier_leaf(const Token *t) {
     e->lflags = LEAF_VARIABLE;
     if (!func_state.in_data_init && (sym->flags & (SYM_DBG_CALLED | SYM_DBG_USED)) == 0 &&
         (sym->sclass == SC_NONE || sym->sclass == SC_EXTERN || sym->sclass == SC_STATIC ||
-         sym->sclass == SC_ABSOLUTE))
+         sym->sclass == SC_ABSOLUTE)) {
         sym->flags |= SYM_DBG_USED;
+        note_debug_name_use(sym);
+    }
     // A use inside loops weighs more when registers are handed out.
     if (func_state.loop_depth != 0 && !func_state.in_data_init)
         sym->use_count = uint16_t(sym->use_count + 2 * func_state.loop_depth);

@@ -321,6 +321,10 @@ void write_debug_macro_name(NameRecord *name);
 // The function whose record the next write_debug_function writes: its root
 // block and the line of its declarator.
 void note_debug_function(StmtNode *root, uint32_t line);
+// Notes a name that the function being parsed calls or uses, the moment it
+// gets SYM_DBG_CALLED or SYM_DBG_USED, so that the function's record finds
+// the file-scope ones without walking every name of the unit.
+void note_debug_name_use(Symbol *sym);
 // The rest of a function's record: its locals, statement labels and the
 // names it calls and uses.
 void write_debug_locals(StmtNode *root);
