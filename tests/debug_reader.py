@@ -683,15 +683,19 @@ def run_corpus(corpus, include, options):
         out = os.path.join(work, "out.o")
         for name in tagged_c89(corpus):
             source = os.path.join(corpus, name)
-            plain = subprocess.run(["zcppc", "-i", include, "-o", out, source],
-                                   capture_output=True)
-            if plain.returncode != 0 or plain.stderr:
-                continue
             for option in options:
                 run = subprocess.run(["zcppc", option, "-i", include, "-o", out, source],
                                      capture_output=True, text=True)
-                problems = [] if run.returncode == 0 and not run.stderr else \
-                    ["zcppc %s: status %d %s" % (option, run.returncode, run.stderr.strip())]
+                problems = []
+                if run.returncode != 0 or run.stderr:
+                    # A program that does not compile without -x either is
+                    # not judged here.
+                    plain = subprocess.run(["zcppc", "-i", include, "-o", out, source],
+                                           capture_output=True)
+                    if plain.returncode != 0 or plain.stderr:
+                        break
+                    problems = ["zcppc %s: status %d %s"
+                                % (option, run.returncode, run.stderr.strip())]
                 if not problems:
                     problems = check_file(out)
                 checked += 1

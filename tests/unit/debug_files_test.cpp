@@ -113,7 +113,8 @@ TEST_F(DebugFilesTest, BlockLabels) {
 // A header with a noted symbol and a space modifier of its own ends inside
 // the main file.  Only a normal run under -x closes the header's debug block
 // there, and announces the space first; the block of the main file stays
-// untouched until the main file ends.
+// untouched until the main file ends.  The block itself follows the space
+// name.
 TEST_F(DebugFilesTest, EndOfIncludedFile) {
     struct Case {
         bool normal_run;
@@ -147,7 +148,15 @@ TEST_F(DebugFilesTest, EndOfIncludedFile) {
         EXPECT_EQ(included->debug_label, 0);
         EXPECT_EQ(main_file->debug_end_label, 0);
         std::string written = (flush_output(), file_text(output)).substr(before.size());
-        EXPECT_EQ(written, closed ? std::string(std::begin(space_name), std::end(space_name)) : "");
+        if (!closed) {
+            EXPECT_EQ(written, "");
+            continue;
+        }
+        // The space name, then the header's file record.
+        std::string announced(std::begin(space_name), std::end(space_name));
+        EXPECT_EQ(written.substr(0, announced.size()), announced);
+        ASSERT_GT(written.size(), announced.size());
+        EXPECT_EQ(uint8_t(written[announced.size()]), REC_DEBUG_FILE);
     }
 }
 

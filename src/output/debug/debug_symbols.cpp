@@ -5,6 +5,7 @@
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/options.h"
+#include "driver/stack_room.h"
 #include "expr/expr_node.h"
 #include "lexer/token.h"
 #include "stmt/stmt_node.h"
@@ -104,6 +105,13 @@ Symbol *last_enum_member(Symbol *member) {
 }
 
 void write_debug_symbol(Symbol *sym, int pass) {
+    // Layouts hold the layouts of nested structs: the walk follows the
+    // nesting of the source.
+    if (stack_is_low()) {
+        auto call = [&] { write_debug_symbol(sym, pass); };
+        on_fresh_stack(call);
+        return;
+    }
     if (is_left_out(sym)) return;
     if (pass == 0) {
         sym->dbg_label = new_debug_label();
