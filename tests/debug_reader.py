@@ -724,5 +724,18 @@ def main(argv):
     return 1 if failed else 0
 
 
+def main_with_room(argv):
+    """main on a thread with a large stack: layouts nest as deep as the
+    structs of the source, and the walk follows them."""
+    import threading
+    sys.setrecursionlimit(1000000)
+    threading.stack_size(512 * 1024 * 1024)
+    result = []
+    worker = threading.Thread(target=lambda: result.append(main(argv)))
+    worker.start()
+    worker.join()
+    return result[0] if result else 2
+
+
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(main_with_room(sys.argv[1:]))
