@@ -132,6 +132,11 @@ int expand_call(ExprNode **slot, ExprNode **prelude, int mode, ExprNode *call, E
     Symbol *saved_labels = label_list;
     SavedToken **saved_tail = record_tail;
     NameRecord *saved_label_name = func_state.return_label_name;
+    // The tokens read last stay as they were: what the parser reads next
+    // and gives back, and the position of a message, are those of the
+    // caller's source, not of the replayed body.
+    TokenRing saved_ring = token_ring;
+    Token *saved_last = last_token;
     label_list = nullptr;
 
     func_state.return_type = type->next;
@@ -159,6 +164,8 @@ int expand_call(ExprNode **slot, ExprNode **prelude, int mode, ExprNode *call, E
 
     token_mode = saved_mode;
     record_tail = saved_tail;
+    token_ring = saved_ring;
+    last_token = saved_last;
     func_state.inline_result = saved_result;
     func_state.return_type = saved_return_type;
     func_state.return_label_name = saved_label_name;
