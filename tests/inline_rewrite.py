@@ -155,9 +155,8 @@ def definitions(toks):
                     j -= 1
                 if j > head and toks[j - 1].kind == "word":
                     found.append(Definition(toks[j - 1].text, head, j - 1, (j, i - 1), (i, close)))
-            elif before is not None and before.text not in (")", "=") and before.kind != "word":
-                pass
-            # A struct, union or enum body is part of the declaration.
+            # A struct, union or enum body is part of the declaration; a
+            # function body ends it.
             i = close + 1
             if before is not None and before.text == ")":
                 head = i
