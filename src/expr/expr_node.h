@@ -271,5 +271,5 @@ void fold_bit_test(ExprNode *node);
 // and signedness the user of the value needs.
 void fold_expr(ExprNode *node, int want);
 void narrow_type(ExprNode *node, int code);
-// The left side of OP_PRELUDE: a StmtNode or a further OP_PRELUDE node.
-void rewrite_prelude(void *part);
+// The statements hanging on the OP_PRELUDE node `prelude`, in order.
+void rewrite_prelude(ExprNode *prelude);

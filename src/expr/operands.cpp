@@ -97,7 +97,7 @@ ExprNode *parse_call(ExprNode *callee) {
                 // An inline call is expanded in place, no call is made.
                 if (sym->flags & SYM_INLINE_OPEN)
                     report("invalid recursive inline function");
-                else if (sym->value != 0)
+                else if (sym->inline_body != nullptr)
                     func_state.pending_inline++;
                 func_state.call_count--;
             }

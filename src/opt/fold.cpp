@@ -124,7 +124,7 @@ void fold_call(ExprNode *node) {
             node->sym = nullptr;
             node->value = length;
             node->lflags = LEAF_CONST;
-        } else if (sym->value != 0) {
+        } else if (sym->inline_body != nullptr) {
             report("invalid inline function usage");
         }
         return;
@@ -218,7 +218,7 @@ void fold_shift(ExprNode *node, int want) {
 
 void fold_here(ExprNode *node, int want) {
     if (node->op == OP_PRELUDE) {
-        rewrite_prelude(node->statements);
+        rewrite_prelude(node);
         node = node->right;
         if (node == nullptr)
             return;
@@ -341,7 +341,9 @@ void narrow_type(ExprNode *node, int code) {
 }
 
 // The statements in front of an expression are rewritten like any others.
-void rewrite_prelude(void *part) {
-    if (part != nullptr)
-        rewrite_stmt(static_cast<StmtNode *>(part));
+void rewrite_prelude(ExprNode *prelude) {
+    std::vector<StmtNode *> statements;
+    prelude_statements(prelude, statements);
+    for (StmtNode *s : statements)
+        rewrite_stmt(s);
 }

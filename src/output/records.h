@@ -357,9 +357,9 @@ void write_stmt(StmtNode *stmt, uint16_t continue_label, uint16_t break_label);
 // loop, 2 the initial expression of a loop, 3 its update, 4 the test of a
 // for loop or the count of a counted loop.
 void write_stmt_position(const StmtNode *stmt, int mode);
-// The statements that must run before an expression: the left side of an
-// OP_PRELUDE, a statement or a further OP_PRELUDE whose parts come first.
-void write_prelude(void *part);
+// The statements that must run before an expression: those hanging on
+// the OP_PRELUDE node `prelude`.
+void write_prelude(const ExprNode *prelude);
 // An expression statement: its prelude, then REC_EXPR, unless nothing is
 // left behind the prelude.
 void write_expr_stmt(ExprNode *expr);

@@ -133,17 +133,25 @@ StmtNode *parse_block(StmtNode *continue_target, StmtNode *break_target, StmtNod
     StmtNode **tail = &block->body;
     block->body = nullptr;
 
+    size_t temp_mark = inline_temp_mark();
     if (params != nullptr) {
         enter_inline_params(params);
+        // The arguments are OP_ARG links but for the last one.
         Symbol *p = params;
-        for (ExprNode *arg = args; arg != nullptr && p != nullptr && p->type != nullptr &&
-                                   p->type->code != TY_VOID;
-             arg = arg->right, p = p->next) {
-            StmtNode *bound = bind_inline_argument(p, arg->left);
+        ExprNode *rest = args;
+        while (rest != nullptr && p != nullptr && p->type != nullptr && p->type->code != TY_VOID) {
+            ExprNode *arg = rest;
+            rest = nullptr;
+            if (arg->op == OP_ARG) {
+                rest = arg->right;
+                arg = arg->left;
+            }
+            StmtNode *bound = bind_inline_argument(p, symbol_list, arg, block);
             if (bound != nullptr) {
                 *tail = bound;
                 tail = &bound->next;
             }
+            p = p->next;
         }
     }
     parse_local_declarations(&tail);
@@ -175,6 +183,7 @@ StmtNode *parse_block(StmtNode *continue_target, StmtNode *break_target, StmtNod
     if (function_body)
         settle_widened_arguments(block, scope_mark);
 
+    inline_temp_leave(temp_mark);
     // The block's own stretch of symbol_list becomes its list of locals.
     block->locals = nullptr;
     if (symbol_list != scope_mark) {

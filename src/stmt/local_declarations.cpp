@@ -117,6 +117,21 @@ Token *local_declarator(Symbol *record, StmtNode ***tail) {
     return next_token();
 }
 
+// Inline calls in the initialisers of one declaration, from `first` to
+// `end`.  They are expanded once its `;` has been read, when no token is
+// held back, each in front of its own initialiser.  The values known while
+// the later initialisers were parsed do not hold before the earlier ones
+// run, so nothing is known around the expansions.
+// An expansion parses declarations of its own.
+void expand_initializer_calls(StmtNode **first, StmtNode **end) {
+    int32_t seen = decl_seen;
+    func_state.known_values = nullptr;
+    for (StmtNode **at = first; at != end; at = &(*at)->next)
+        expand_inline_calls(&(*at)->expr, 1, 0);
+    func_state.known_values = nullptr;
+    decl_seen = seen;
+}
+
 } // namespace
 
 void parse_local_declarations(StmtNode ***tail) {
@@ -124,6 +139,8 @@ void parse_local_declarations(StmtNode ***tail) {
     Symbol specs{};
     while (parse_decl_specifiers(&specs, block_classes)) {
         int32_t implicit = implicit_int;
+        StmtNode **first = *tail;
+        func_state.pending_inline = 0;
         Token *t;
         for (;;) {
             Symbol record = specs;
@@ -142,6 +159,8 @@ void parse_local_declarations(StmtNode ***tail) {
         if (t->code != TOK_SEMI) {
             unget_token();
             report("missing ; in local declaration");
+        } else if (func_state.pending_inline != 0) {
+            expand_initializer_calls(first, *tail);
         }
         if (!decl_seen)
             report("incomplete declaration");

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "decl/symbol.h"
 
@@ -51,6 +52,12 @@ enum : uint16_t {
 // Mark on the test of an ST_FOR (ExprNode.eflags): the test is known to
 // hold when the loop is entered, so the loop need not branch to it first.
 constexpr uint8_t EF_TEST_HOLDS_FIRST = 2;
+
+// Mark on an OP_PRELUDE node (ExprNode.eflags): its `statements` is no
+// StmtNode but a further OP_PRELUDE node, whose own `statements` run first
+// and whose `then_stmt` follows them.  Without the mark `statements` is the
+// one statement, or null.
+constexpr uint8_t EF_NESTED_PRELUDE = 64;
 
 // One statement.  What expr, body, alt and extra hold depends on kind; a
 // field a kind does not use keeps an old value and is never read.
@@ -189,8 +196,28 @@ extern int32_t return_label_counter;
 // ---------------------------------------------------------------------------
 // The passes that follow the parse of a function, and inline expansion, in
 // the order a body meets them.
+
+// Inline expansion (inline_expansion.cpp).  expand_inline_calls wraps the
+// expression at `slot` in an OP_PRELUDE and expands the inline calls in
+// it; `counted` is 1 for the expression of a statement, 0 for one that an
+// expansion makes.  bind_inline_argument gives the parameter local found
+// in `locals` the value of `argument`: a statement that assigns it, or null
+// when the value takes the parameter's place or is not needed at all.
 void expand_inline_calls(ExprNode **slot, int counted, int value_used);
-StmtNode *bind_inline_argument(Symbol *param, ExprNode *arg);
+StmtNode *bind_inline_argument(Symbol *param, Symbol *locals, ExprNode *argument, StmtNode *block);
+// A leaf of a `.temp_%d.` local of `type` that no part of this statement
+// holds yet, made in the innermost block when none is free.
+ExprNode *inline_temp(TypeNode *type);
+// An expression statement at the current position that assigns `value` to
+// `target`; with `target` null just `value`.
+StmtNode *make_assign_stmt(ExprNode *target, ExprNode *value);
+// The temporaries made since inline_temp_mark() leave with their block.
+size_t inline_temp_mark();
+void inline_temp_leave(size_t mark);
+// The statements hanging on the OP_PRELUDE node `prelude`, in the order
+// they run, appended to `out`.
+void prelude_statements(const ExprNode *prelude, std::vector<StmtNode *> &out);
+
 void make_counted_loop(StmtNode *statement, int32_t nest, int32_t body_ops);
 // With `type` null: starts the arguments of a function with attribute word
 // `attr`.  Otherwise gives the argument `sym` of promoted type `type` a

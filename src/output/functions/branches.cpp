@@ -29,7 +29,7 @@ void write_compare(int op, uint16_t label, ExprNode *left, ExprNode *right) {
 
 void write_branch_here(ExprNode *expr, uint16_t label, int sense) {
     if (expr->op == OP_PRELUDE) {
-        write_prelude(expr->statements);
+        write_prelude(expr);
         expr = expr->right;
     }
     while (expr->op == OP_COMMA) {
@@ -84,7 +84,7 @@ void write_branch(ExprNode *expr, uint16_t label, int sense) {
 // int.
 void write_value_to(ExprNode *expr, uint32_t location) {
     if (expr->op == OP_PRELUDE) {
-        write_prelude(expr->statements);
+        write_prelude(expr);
         expr = expr->right;
         if (expr == nullptr) return;
     }
@@ -105,14 +105,15 @@ void write_value_to(ExprNode *expr, uint32_t location) {
 
 // The statements of a prelude run with no loop around them: a break or
 // continue inside belongs to a loop of their own.
-void write_prelude(void *part) {
-    if (part == nullptr) return;
-    write_stmt(static_cast<StmtNode *>(part), 0, 0);
+void write_prelude(const ExprNode *prelude) {
+    std::vector<StmtNode *> statements;
+    prelude_statements(prelude, statements);
+    for (StmtNode *s : statements) write_stmt(s, 0, 0);
 }
 
 void write_expr_stmt(ExprNode *expr) {
     if (expr != nullptr && expr->op == OP_PRELUDE) {
-        write_prelude(expr->statements);
+        write_prelude(expr);
         expr = expr->right;
     }
     if (expr == nullptr) return;
