@@ -12,6 +12,9 @@
 # or the shared corpus beside the checkout is missing, say): the case is
 # reported as skipped, exit status 77.  With ZCPPC_UPDATE=1 the results are
 # written back into the case instead of compared, unless it was skipped.
+# A case runs for 30 seconds at most, or for the seconds its file
+# `time_limit` names: cases that run a whole corpus need more on a busy
+# machine.
 set -u
 # A case is a folder with a `cmd` file: anything else is refused before the
 # folder is copied anywhere.
@@ -22,7 +25,9 @@ scratch=$(mktemp -d "${TMPDIR:-/tmp}/zcppc-e2e.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 
 cp -R "$case_dir/." "$scratch/"
-rm -f "$scratch/stdout" "$scratch/stderr" "$scratch/status"
+rm -f "$scratch/stdout" "$scratch/stderr" "$scratch/status" "$scratch/time_limit"
+limit=30
+[ -f "$case_dir/time_limit" ] && limit=$(cat "$case_dir/time_limit")
 
 (
   cd "$scratch" || exit 99
@@ -31,7 +36,7 @@ rm -f "$scratch/stdout" "$scratch/stderr" "$scratch/status"
   export ASAN_OPTIONS=detect_leaks=0
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
   export TZ=UTC LC_ALL=C
-  exec timeout 30 bash ./cmd </dev/null >"$scratch/.out" 2>"$scratch/.err"
+  exec timeout "$limit" bash ./cmd </dev/null >"$scratch/.out" 2>"$scratch/.err"
 )
 status=$?
 
