@@ -336,7 +336,12 @@ Value eval(const Node *n, Frame &f) {
         v.u = normalise(n->cls, f.args + n->value.u);
         return v;
     case N_SLOT:
-        return f.slots[n->slot];
+        if (n->value.u == 0 || is_real(n->cls)) return f.slots[n->slot];
+        // A register that holds the address of a much-used object, read
+        // with an offset: the address of a member or element of it.
+        v = f.slots[n->slot];
+        v.u = normalise(n->cls, v.u + n->value.u);
+        return v;
     case N_RESULT_STRUCT:
         v.d = 0;
         v.u = f.result;
