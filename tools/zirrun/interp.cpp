@@ -336,10 +336,12 @@ Value eval(const Node *n, Frame &f) {
         v.u = normalise(n->cls, f.args + n->value.u);
         return v;
     case N_SLOT:
-        if (n->value.u == 0 || is_real(n->cls)) return f.slots[n->slot];
-        // A register that holds the address of a much-used object, read
-        // with an offset: the address of a member or element of it.
         v = f.slots[n->slot];
+        if (is_real(n->cls)) return v;
+        // A register is read in the type of the leaf: a signed char
+        // variable read as unsigned char gives its low byte.  A register
+        // that holds the address of a much-used object may be read with an
+        // offset: the address of a member or element of it.
         v.u = normalise(n->cls, v.u + n->value.u);
         return v;
     case N_RESULT_STRUCT:
