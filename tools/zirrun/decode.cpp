@@ -365,7 +365,16 @@ Node *Loader::operator_node(const ZirNode &z) {
         Node *a = operand(z, 0);
         if (!a) return nullptr;
         if (cls == C_STRUCT) return a;
-        return converted(a, cls);
+        Node *c = converted(a, cls);
+        // A cast between integer classes of one width changes no bits, but
+        // the class decides how the value compares, divides and shifts:
+        // (unsigned)c of a negative char compares as a large number.
+        if (c == a && a->cls != cls && cls != C_VOID) {
+            c = new_node(N_CONVERT, cls);
+            c->sub = a->cls == C_BITS ? C_U32 : a->cls;
+            c->a = a;
+        }
+        return c;
     }
     case REC_CALL: case REC_CALL_ARGS: {
         n->op = N_CALL;
