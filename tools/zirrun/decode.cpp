@@ -257,16 +257,23 @@ Node *Loader::operator_node(const ZirNode &z) {
         if (n->arith == A_REAL && (bin == N_MOD || bin == N_SHL || bin == N_SHR || bin == N_AND ||
                                    bin == N_XOR || bin == N_OR))
             return refuse("integer operator on a real");
-        // A division, remainder or right shift typed narrower than int is
-        // the whole operation with its result narrowed: a cast of x % 300
-        // to char gives the operator the char type and keeps its operands.
-        // Their values, not their low bytes, are divided, and their
-        // classes decide the signedness.
+        // A cast around a remainder gives the operator the cast's type and
+        // keeps its operands, since the narrowing only changes how much of
+        // the result is used: (char)(x % 300), (int)(u % -1) of an unsigned
+        // u.  The operands' classes decide the signedness of a division
+        // and a remainder, and a narrow one divides the operands' values,
+        // not their low bytes.
         if ((bin == N_DIV || bin == N_MOD || bin == N_SHR) && !is_real(cls) && !is_pointer(cls) &&
-            class_size(cls) < 4 && !is_real(a->cls) && !is_real(b->cls)) {
-            n->a = a;
-            if (bin == N_SHR) n->arith = is_unsigned32(a->cls) ? A_UNSIGNED : A_SIGNED;
-            else { n->b = b; n->arith = arith_of(a->cls, b->cls); }
+            !is_real(a->cls) && !is_real(b->cls) && a->cls != C_BITS && b->cls != C_BITS) {
+            if (bin == N_SHR) {
+                if (class_size(cls) < 4) {
+                    n->a = a;
+                    n->arith = is_unsigned32(a->cls) ? A_UNSIGNED : A_SIGNED;
+                }
+            } else {
+                n->arith = arith_of(a->cls, b->cls);
+                if (class_size(cls) < 4) { n->a = a; n->b = b; }
+            }
         }
         if (cls == C_I32 || cls == C_U32 || cls == C_P4) {
             switch (bin) {

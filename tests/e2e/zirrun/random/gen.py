@@ -36,6 +36,9 @@ What the target and the host do not share is kept out of sight:
   set fold to the mask and to x: for a negative signed char or short that
   is not what the promoted operands give.  A narrow operand of | and & is
   therefore converted to int by hand.
+- `(T)x - x`, `(T)x % x` and the like fold as if the cast were not there:
+  the right operand of an operator is never the operand of a cast on its
+  left.
 """
 import random
 import sys
@@ -192,7 +195,7 @@ def leaf(scope, avoid):
         return path, t
     if scope.pointers and not avoid:
         name, t, home = rnd.choice(scope.pointers)
-        if home and rnd.random() < 0.5:
+        if home and home[0] != "member" and rnd.random() < 0.5:
             return "((int)(%s - %s))" % (name, home[0]), "i"
         return "*%s" % name, t
     if scope.pointer2 and not avoid:
@@ -207,6 +210,10 @@ def binary(scope, depth, avoid):
     a, ta = expr(scope, depth - 1, avoid)
     # A divisor is written three times: keep it small.
     b, tb = expr(scope, depth - 1 if op not in ("/", "%") else 0, avoid)
+    if a.endswith("(%s))" % b):
+        # `(unsigned char)x % x` is 0 here: the folds of x % x, x - x,
+        # x / x and their kind look through a cast on the left.
+        b, tb = constant()
     c = common(ta, tb)
     if op in ("<<", ">>"):
         t = promote(ta)
@@ -474,6 +481,11 @@ def pointer_statement(scope, out, pad):
         return
     name, t, home = rnd.choice(scope.pointers)
     r = rnd.random()
+    if home and home[0] == "member":
+        # A pointer to a member points at its own member only, or at the
+        # same member of another struct of its kind.
+        out.append("%s%s = &%s;" % (pad, name, rnd.choice(home[1])))
+        return
     if home is None:
         targets = [n for n, tt in scope.scalars if tt == t and n in scope.aliased]
         out.append("%s%s = &%s;" % (pad, name, rnd.choice(targets)))
@@ -657,6 +669,15 @@ def generate(seed):
             out_lines.append("%s *gq%d = &%s;" % (CTYPE[t], k, name))
             g.pointers.append(("gq%d" % k, t, None))
             g.aliased.add(name)
+    # Pointers to scalar members of the global structs.
+    for k, (name, s) in enumerate(list(g.structs)):
+        members = []
+        struct_leaves(name, s, members, False)
+        scalars = [(path, t) for path, t, extra in members if not extra]
+        if scalars and rnd.random() < 0.6:
+            path, t = rnd.choice(scalars)
+            out_lines.append("%s *gm%d = &%s;" % (CTYPE[t], k, path))
+            g.pointers.append(("gm%d" % k, t, ("member", [path])))
     out_lines.append("")
 
     # Pure functions: they read globals and their arguments and change only
