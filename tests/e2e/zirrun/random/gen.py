@@ -42,6 +42,7 @@ What the target and the host do not share is kept out of sight:
 """
 import random
 import sys
+import textwrap
 
 rnd = random.Random(0)
 
@@ -827,7 +828,13 @@ def generate(seed):
     out_lines.append('    printf("crc %u\\n", crc);')
     out_lines.append("    return 0;")
     out_lines.append("}")
-    return "\n".join(out_lines) + "\n"
+    # A line of the target's compiler holds at most 20479 characters: long
+    # statements are broken between tokens.
+    lines = []
+    for line in out_lines:
+        lines.extend(textwrap.wrap(line, 2000, break_long_words=False, break_on_hyphens=False,
+                                   drop_whitespace=False) if len(line) > 2000 else [line])
+    return "\n".join(lines) + "\n"
 
 
 if len(sys.argv) == 2:
