@@ -39,6 +39,8 @@ What the target and the host do not share is kept out of sight:
 - `(T)x - x`, `(T)x % x` and the like fold as if the cast were not there:
   the right operand of an operator is never the operand of a cast on its
   left.
+- `u = (signed char)(c ^ u)` of an unsigned u is stored as `u ^= c`: a
+  store converts to its target's type last.
 """
 import random
 import sys
@@ -462,7 +464,11 @@ def side_effect(scope, out, pad):
     v, tv = rnd.choice([o for o in others if o[0] != w])
     avoid = frozenset([w, v])
     val = conv(expr(scope, 2, frozenset([v]))[0], "uc" if tw == "ul" else "sc")
-    effects = ["%s = %s" % (w, val), "%s ^= %s" % (w, val)]
+    # `w = (signed char)(x ^ w)` would become `w ^= x`: a cast of an
+    # operator to a narrower type only narrows the operator, and an
+    # assignment of an operator on its own target becomes the compound
+    # assignment.  The plain store converts to w's own type.
+    effects = ["%s = %s" % (w, conv(val, tw)), "%s ^= %s" % (w, val)]
     if tw not in ("i", "l"):
         effects.append("%s += %s" % (w, val))
     effect = rnd.choice(effects)
