@@ -257,6 +257,24 @@ Node *Loader::operator_node(const ZirNode &z) {
         if (n->arith == A_REAL && (bin == N_MOD || bin == N_SHL || bin == N_SHR || bin == N_AND ||
                                    bin == N_XOR || bin == N_OR))
             return refuse("integer operator on a real");
+        // A cast around a remainder gives the operator the cast's type and
+        // keeps its operands, since the narrowing only changes how much of
+        // the result is used: (char)(x % 300), (int)(u % -1) of an unsigned
+        // u.  The operands' classes decide the signedness of a division
+        // and a remainder, and a narrow one divides the operands' values,
+        // not their low bytes.
+        if ((bin == N_DIV || bin == N_MOD || bin == N_SHR) && !is_real(cls) && !is_pointer(cls) &&
+            !is_real(a->cls) && !is_real(b->cls) && a->cls != C_BITS && b->cls != C_BITS) {
+            if (bin == N_SHR) {
+                if (class_size(cls) < 4) {
+                    n->a = a;
+                    n->arith = is_unsigned32(a->cls) ? A_UNSIGNED : A_SIGNED;
+                }
+            } else {
+                n->arith = arith_of(a->cls, b->cls);
+                if (class_size(cls) < 4) { n->a = a; n->b = b; }
+            }
+        }
         if (cls == C_I32 || cls == C_U32 || cls == C_P4) {
             switch (bin) {
             case N_ADD: n->op = N_ADD_W; break;
@@ -365,7 +383,16 @@ Node *Loader::operator_node(const ZirNode &z) {
         Node *a = operand(z, 0);
         if (!a) return nullptr;
         if (cls == C_STRUCT) return a;
-        return converted(a, cls);
+        Node *c = converted(a, cls);
+        // A cast between integer classes of one width changes no bits, but
+        // the class decides how the value compares, divides and shifts:
+        // (unsigned)c of a negative char compares as a large number.
+        if (c == a && a->cls != cls && cls != C_VOID) {
+            c = new_node(N_CONVERT, cls);
+            c->sub = a->cls == C_BITS ? C_U32 : a->cls;
+            c->a = a;
+        }
+        return c;
     }
     case REC_CALL: case REC_CALL_ARGS: {
         n->op = N_CALL;

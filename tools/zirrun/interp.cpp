@@ -301,8 +301,15 @@ Value call_native(const Symbol &s, const Value *args, const Cls *classes, int co
         v.u = normalise(n->cls, p.address);
         return v;
     }
-    case N_CALL:
-        return call(n, f);
+    case N_CALL: {
+        // The result is read in the type of the call: a cast to unsigned
+        // char around a call of a function that returns signed char gives
+        // the call that type, and takes the low byte of the result.
+        Value v = call(n, f);
+        if (!is_real(n->cls) && n->cls != C_STRUCT && n->cls != C_VOID && n->cls != C_BITS)
+            v.u = normalise(n->cls, v.u);
+        return v;
+    }
     case N_ASM:
         if (n->text[0]) fault(F_ASM, "_asm(\"%s\") cannot run", n->text);
         for (const CallArg &a : n->call->args) eval(a.expr, f);
@@ -336,7 +343,14 @@ Value eval(const Node *n, Frame &f) {
         v.u = normalise(n->cls, f.args + n->value.u);
         return v;
     case N_SLOT:
-        return f.slots[n->slot];
+        v = f.slots[n->slot];
+        if (is_real(n->cls)) return v;
+        // A register is read in the type of the leaf: a signed char
+        // variable read as unsigned char gives its low byte.  A register
+        // that holds the address of a much-used object may be read with an
+        // offset: the address of a member or element of it.
+        v.u = normalise(n->cls, v.u + n->value.u);
+        return v;
     case N_RESULT_STRUCT:
         v.d = 0;
         v.u = f.result;
