@@ -9,8 +9,11 @@
 // candidate may join, and one where it starts a group of its own.  The
 // first state at the head with nothing left to place is the answer.
 //
-// The states come from a pool of STATE_LIMIT, reused for every function.
-// When the pool runs out, the best state found so far, the head, is
+// A copy never ends with more groups by that count than the state it comes
+// from, so one of the copies of the head is the next head: the search goes
+// straight down, and keeps at most 32 * 33 / 2 states.  The states come from a pool of at
+// most STATE_LIMIT that keeps its room from one function to the next.
+// Should the pool run out, the best state found so far, the head, is
 // finished by giving each candidate still to place a group of its own:
 // any partition whose groups hold no two candidates live together is
 // correct, and fewer groups only mean fewer homes.
@@ -20,8 +23,6 @@
 #include "decl/symbol.h"
 #include "opt/slot_sharing.h"
 #include "stmt/stmt_node.h"
-
-int32_t states_used;
 
 namespace {
 
@@ -39,23 +40,26 @@ int32_t head;              // first state of the sorted list, -1 if none
 
 int32_t sum(const SearchState &s) { return s.left + s.groups; }
 
+// The pool grows as the search needs it, up to STATE_LIMIT, and keeps its
+// room for the next function.
 void reset_pool() {
-    pool.resize(STATE_LIMIT);
-    for (int32_t i = 0; i < STATE_LIMIT; i++)
-        pool[size_t(i)].next = i + 1 < STATE_LIMIT ? i + 1 : -1;
-    free_state = 0;
+    pool.clear();
+    free_state = -1;
     head = -1;
-    states_used = 0;
 }
 
 // Puts a copy of `s` into the list in front of the first state whose sum
 // is equal or greater; false when the pool is used up.
 bool insert_state(const SearchState &s) {
-    if (free_state < 0)
-        return false;
     int32_t fresh = free_state;
-    free_state = pool[size_t(fresh)].next;
-    states_used++;
+    if (fresh >= 0) {
+        free_state = pool[size_t(fresh)].next;
+    } else if (pool.size() < size_t(STATE_LIMIT)) {
+        fresh = int32_t(pool.size());
+        pool.emplace_back();
+    } else {
+        return false;
+    }
     pool[size_t(fresh)] = s;
     int32_t *slot = &head;
     while (*slot >= 0 && sum(pool[size_t(*slot)]) < sum(s))

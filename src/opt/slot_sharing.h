@@ -77,7 +77,5 @@ void close_flow();
 void compute_liveness();
 void remove_dead_stores();
 
-// Groups (share_groups.cpp).  The bound on the states the search keeps,
-// and the number the last search used, for measurement.
+// Groups (share_groups.cpp): the bound on the states the search keeps.
 constexpr int32_t STATE_LIMIT = 4096;
-extern int32_t states_used;
