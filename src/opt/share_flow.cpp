@@ -71,7 +71,9 @@ void add_operand(ExprNode *e, ExprNode *operand, int mode) {
 }
 
 // The left side of OP_PRELUDE: statements that run before the expression.
-// Told from a further OP_PRELUDE as rewrite_prelude tells them.
+// Read as rewrite_prelude and write_prelude read it, as one statement; a
+// further OP_PRELUDE there would have its left part built first, then the
+// statement in its right part.
 void flow_prelude(void *part) {
     if (part != nullptr)
         build_flow(static_cast<StmtNode *>(part), NEXT_NODE, NEXT_NODE, share.current_block);

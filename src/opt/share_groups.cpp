@@ -11,8 +11,9 @@
 //
 // A copy never ends with more groups by that count than the state it comes
 // from, so one of the copies of the head is the next head: the search goes
-// straight down, and keeps at most 32 * 33 / 2 states.  The states come from a pool of at
-// most STATE_LIMIT that keeps its room from one function to the next.
+// straight down, and keeps at most 32 * 33 / 2 states.  The states come
+// from a pool of at most STATE_LIMIT that keeps its room from one function
+// to the next.
 // Should the pool run out, the best state found so far, the head, is
 // finished by giving each candidate still to place a group of its own:
 // any partition whose groups hold no two candidates live together is
