@@ -1,6 +1,6 @@
-// The candidate table of the sharing of local slots.  Register assignment
-// reads it; while no local is a candidate it stays empty and every local
-// may take a register by its own use count alone.
+// The candidate table that the sharing of local slots leaves behind for
+// register assignment.  With -ns it stays empty, no Symbol has a bit in
+// reg_mask, and every local may take a register by its own use count alone.
 #include "opt/registers.h"
 
 Symbol *candidates[MAX_CANDIDATES];
