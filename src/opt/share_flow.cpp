@@ -10,6 +10,8 @@
 #include <climits>
 #include <cstddef>
 
+#include <vector>
+
 #include "decl/symbol.h"
 #include "decl/type.h"
 #include "driver/stack_room.h"
@@ -70,13 +72,14 @@ void add_operand(ExprNode *e, ExprNode *operand, int mode) {
     e->flow_uses |= operand->flow_uses;
 }
 
-// The left side of OP_PRELUDE: statements that run before the expression.
-// Read as rewrite_prelude and write_prelude read it, as one statement; a
-// further OP_PRELUDE there would have its left part built first, then the
-// statement in its right part.
-void flow_prelude(void *part) {
-    if (part != nullptr)
-        build_flow(static_cast<StmtNode *>(part), NEXT_NODE, NEXT_NODE, share.current_block);
+// The statements of an OP_PRELUDE, which run before its expression, in the
+// order they run: the left side holds one statement or a chain of nested
+// preludes.
+void flow_prelude(const ExprNode *prelude) {
+    std::vector<StmtNode *> statements;
+    prelude_statements(prelude, statements);
+    for (StmtNode *s : statements)
+        build_flow(s, NEXT_NODE, NEXT_NODE, share.current_block);
 }
 
 void masks_here(ExprNode *e, int mode) {
@@ -88,7 +91,7 @@ void masks_here(ExprNode *e, int mode) {
     e->flow_defs = 0;
     e->flow_uses = 0;
     if (op == OP_PRELUDE) {
-        flow_prelude(e->statements);
+        flow_prelude(e);
         add_operand(e, e->right, mode);
         return;
     }
