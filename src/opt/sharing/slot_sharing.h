@@ -61,21 +61,21 @@ struct ShareState {
 
 extern ShareState share;
 
-// Candidates (share_candidates.cpp).
+// Candidates (candidates.cpp).
 int32_t collect_locals(StmtNode *root);
 void sort_candidates(int32_t count);
 int can_share(const Symbol *a, const Symbol *b);
 bool is_argument_class(int sclass);
 
-// The flow graph (share_flow.cpp).
+// The flow graph (flow.cpp).
 int32_t new_flow_node(ExprNode *e, int32_t succ_count);
 void flow_masks(ExprNode *e, int mode);
 void build_flow(StmtNode *s, int32_t cont, int32_t brk, int32_t block);
 void close_flow();
 
-// Liveness and dead stores (share_liveness.cpp).
+// Liveness and dead stores (liveness.cpp).
 void compute_liveness();
 void remove_dead_stores();
 
-// Groups (share_groups.cpp): the bound on the states the search keeps.
+// Groups (groups.cpp): the bound on the states the search keeps.
 constexpr int32_t STATE_LIMIT = 4096;

@@ -6,7 +6,7 @@
 
 #include "decl/symbol.h"
 #include "expr/expr_node.h"
-#include "opt/slot_sharing.h"
+#include "opt/sharing/slot_sharing.h"
 
 namespace {
 

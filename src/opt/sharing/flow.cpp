@@ -16,7 +16,7 @@
 #include "decl/type.h"
 #include "driver/stack_room.h"
 #include "expr/expr_node.h"
-#include "opt/slot_sharing.h"
+#include "opt/sharing/slot_sharing.h"
 #include "stmt/stmt_node.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "decl/symbol.h"
 #include "decl/type.h"
-#include "opt/slot_sharing.h"
+#include "opt/sharing/slot_sharing.h"
 #include "stmt/stmt_node.h"
 
 ShareState share;

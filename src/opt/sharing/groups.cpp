@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "decl/symbol.h"
-#include "opt/slot_sharing.h"
+#include "opt/sharing/slot_sharing.h"
 #include "stmt/stmt_node.h"
 
 namespace {
