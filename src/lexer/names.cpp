@@ -208,7 +208,11 @@ NameEntry *name_entry(const char *text, unsigned length) {
     return name_entry_hashed(text, length, hash_name(text, length));
 }
 
-NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+namespace {
+
+// name_entry_hashed past its first test: the whole lookup, and the making
+// of a new entry.
+[[gnu::noinline]] NameEntry *find_name_entry(const char *text, unsigned length, uint32_t hash) {
     NameEntry *&recent = recent_names[hash & (RECENT_COUNT - 1)];
     if (recent != nullptr && recent->hash == hash && recent->key_length == length &&
         same_spelling(recent->key, text, length))
@@ -246,6 +250,24 @@ NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
     name_count++;
     recent = entry;
     return entry;
+}
+
+}  // namespace
+
+// Most names were met a moment ago and are found here, by a path that calls
+// nothing, so that it saves no registers and can be inlined into the
+// scanner.
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+    NameEntry *recent = recent_names[hash & (RECENT_COUNT - 1)];
+    if (recent != nullptr && recent->hash == hash && recent->key_length == length && length <= 16) {
+        const char *key = recent->key;
+        unsigned i = 0;
+        while (i < length && key[i] == text[i])
+            i++;
+        if (i == length)
+            return recent;
+    }
+    return find_name_entry(text, length, hash);
 }
 
 NameRecord *intern_name(const char *text, unsigned length) {
