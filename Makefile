@@ -5,7 +5,8 @@
 #               with AddressSanitizer and UndefinedBehaviorSanitizer
 #   make bench  time the preprocessor on large generated sources
 #   make coverage  line and branch coverage of src/ by the whole suite
-# WERROR=1 (as CI sets it) makes every compiler warning an error.
+# WERROR=1 (as CI sets it) makes every compiler warning an error.  PGO=1
+# optimises the release build by a profile of a training run (CMakeLists.txt).
 
 MAKEFLAGS += --no-print-directory
 JOBS ?= 2
@@ -13,7 +14,8 @@ BUILD := build
 ASAN_BUILD := build-asan
 # Passed on every configure, so that a build made once with WERROR=1 does not
 # keep -Werror in its cache afterwards.
-CONFIGURE := -DZCPPC_WERROR=$(if $(filter 1,$(WERROR)),ON,OFF)
+CONFIGURE := -DZCPPC_WERROR=$(if $(filter 1,$(WERROR)),ON,OFF) \
+             -DZCPPC_PGO=$(if $(filter 1,$(PGO)),ON,OFF)
 
 .PHONY: all demo check bench coverage clean
 

@@ -1,11 +1,9 @@
-// Interned names, the character trie behind them and the macro table, and
-// the keyword table.
+// Interned names and the index that finds them, the character trie of the
+// macro table, and the keyword table.
 #include <cstring>
 
 #include "driver/options.h"
 #include "lexer/token.h"
-
-TrieNode *name_trie;
 
 namespace {
 
@@ -52,8 +50,8 @@ void *new_entry_space(unsigned size) {
 }
 
 // Names are written to the intermediate file with their length plus one in
-// a byte, so a record keeps at most this many characters.  The trie still
-// tells names apart by their whole spelling.
+// a byte, so a record keeps at most this many characters.  The index still
+// tells names apart by their whole spelling, kept as the entry's key.
 constexpr unsigned NAME_RECORD_MAX = 254;
 
 // The 32 keywords in the order of their codes, which is alphabetical, so
@@ -92,13 +90,14 @@ struct KeywordIndex {
 
 constexpr KeywordIndex keyword_index;
 
-// An index of `name_trie` by spelling, since a name is looked up for every
-// identifier token and a hash probe is cheaper than a walk of the sibling
-// lists.  It holds the entry of exactly the names whose terminal node has a
-// record, and the record behind the entry is the one that the trie holds;
-// the trie stays the table that other modules may walk.  Open addressing
-// with linear probing, at most half full; a slot keeps the hash, so that a
-// probe past other names does not touch their entries.
+// The table of interned names, by spelling: a name is looked up for every
+// identifier token, and a hash probe is cheaper than a walk of a trie's
+// sibling lists.  It holds the entry of every name made, and nothing else
+// keeps names: no part of the program walks them in order, so they have no
+// trie of their own, which would cost a node per character of each new
+// name for nothing.  Open addressing with linear probing, at most half
+// full; a slot keeps the hash, so that a probe past other names does not
+// touch their entries.
 struct NameSlot {
     NameEntry *entry;       // null: free slot
     uint32_t hash;
@@ -209,7 +208,11 @@ NameEntry *name_entry(const char *text, unsigned length) {
     return name_entry_hashed(text, length, hash_name(text, length));
 }
 
-NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+namespace {
+
+// name_entry_hashed past its first test: the whole lookup, and the making
+// of a new entry.
+[[gnu::noinline]] NameEntry *find_name_entry(const char *text, unsigned length, uint32_t hash) {
     NameEntry *&recent = recent_names[hash & (RECENT_COUNT - 1)];
     if (recent != nullptr && recent->hash == hash && recent->key_length == length &&
         same_spelling(recent->key, text, length))
@@ -224,14 +227,12 @@ NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
 
     // The record follows its entry in one block; a name cut to fit the
     // record keeps its whole spelling in a copy of its own, as the key.
-    TrieNode *terminal = trie_find(&name_trie, text, length);
     unsigned kept = length < NAME_RECORD_MAX ? length : NAME_RECORD_MAX;
     auto *entry = static_cast<NameEntry *>(new_entry_space(unsigned(sizeof(NameEntry)) + kept + 2));
     NameRecord *name = entry_name(entry);
     name->length = static_cast<uint8_t>(kept);
     std::memcpy(name->text, text, kept);
     name->text[kept] = 0;
-    terminal->value = name;
     const char *key = name->text;
     if (length > kept) {
         char *copy = static_cast<char *>(checked_alloc(length, nullptr));
@@ -249,6 +250,24 @@ NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
     name_count++;
     recent = entry;
     return entry;
+}
+
+}  // namespace
+
+// Most names were met a moment ago and are found here, by a path that calls
+// nothing, so that it saves no registers and can be inlined into the
+// scanner.
+NameEntry *name_entry_hashed(const char *text, unsigned length, uint32_t hash) {
+    NameEntry *recent = recent_names[hash & (RECENT_COUNT - 1)];
+    if (recent != nullptr && recent->hash == hash && recent->key_length == length && length <= 16) {
+        const char *key = recent->key;
+        unsigned i = 0;
+        while (i < length && key[i] == text[i])
+            i++;
+        if (i == length)
+            return recent;
+    }
+    return find_name_entry(text, length, hash);
 }
 
 NameRecord *intern_name(const char *text, unsigned length) {

@@ -126,7 +126,8 @@ struct NameRecord {
     char text[];            // `length` characters, then the mark byte
 };
 
-// Node of a character trie.  The siblings of one level are in ascending
+// Node of a character trie, the table of macros by name (preproc/pptoken.h).
+// The siblings of one level are in ascending
 // order of `ch`, compared as signed bytes.  A name's path ends in a terminal
 // node with `ch` 0, which sorts in front of every identifier character and
 // so is always the first child of the name's last character; its `value`
@@ -140,15 +141,12 @@ struct TrieNode {
     int8_t ch;
 };
 
-// The trie of interned names; its values are NameRecords.  The macro table
-// is another root of the same kind.
-extern TrieNode *name_trie;
-
 // Returns the terminal node of `text` in the trie at `*root`, creating it
 // and the path to it if needed; a new terminal node has a null value.
 TrieNode *trie_find(TrieNode **root, const char *text, unsigned length);
 
-// Returns the interned name record of `text`.
+// Returns the interned name record of `text`.  Names are found through
+// the hash index of name entries below, which holds every record made.
 NameRecord *intern_name(const char *text, unsigned length);
 
 // What the front end keeps per spelling of a name, so that one hash of an

@@ -34,10 +34,12 @@ int &unget_count = token_ring.given_back;
 // cursor in it (or in a switched-to list).
 PpToken *line_tokens;
 PpToken *cur_pp;
-// The last node of line_tokens that the walk has reached, null before the
-// first.  The walk goes from node to node in order and nothing else changes
-// the list, so once this node has no successor it is the end of the list,
-// which then goes back to the free list without a walk of its own.
+// A node of line_tokens that the walk has reached, null before the first:
+// the last one that read_token took, which is the line's closing PP_EOL once
+// the line is read to its end.  The walk goes from node to node in order
+// and nothing else changes the list, so once this node has no successor it
+// is the end of the list, which then goes back to the free list without a
+// walk of its own.
 PpToken *line_reached;
 
 // State saved by token_source_switch while a directive's list is read: the
@@ -220,16 +222,18 @@ inline void name_token(Token *t, PpToken *pp) {
 
 } // namespace
 
-// Most tokens are a name or an operator of a line already read: they are
-// handed on here, the rest by read_token.
+// Most tokens are a name already looked up or an operator of a line already
+// read: they are handed on here, by a path that calls nothing and so saves
+// no registers; the rest go to read_token.  The path does not move
+// line_reached: every line ends in a PP_EOL, which read_token passes, so the
+// end of the line is still reached there.
 Token *read_next_token() {
     Token *t = &ring[ring_cursor];
     ring_cursor = ring_cursor == RING_SIZE - 1 ? 0 : ring_cursor + 1;
     PpToken *pp = cur_pp;
-    if (token_mode != 0 || pp == nullptr || is_special_kind(pp->kind))
+    if (token_mode != 0 || pp == nullptr || is_special_kind(pp->kind) ||
+        (pp->kind == TOK_IDENT && pp->entry == nullptr))
         return read_token(t);
-    if (!switched)
-        line_reached = pp;
     t->line = pp->line;
     t->column = pp->column;
     t->length = pp->length;
@@ -248,7 +252,7 @@ namespace {
 
 // Any token: the whole walk, with line reading, joining of strings,
 // conversion of constants, recording and replay.
-Token *read_token(Token *t) {
+[[gnu::noinline]] Token *read_token(Token *t) {
     if (token_mode == 2) {
         if (replay_token(t)) {
             last_token = t;

@@ -84,9 +84,16 @@ struct MacroDef {
                             // current top-level expansion
     uint8_t used;           // 1 once expanded since the last write_used_macros
     uint8_t name_length;    // length of the name, cut to 255 for messages
+    uint8_t body_kinds;     // MACRO_BODY_... below: what the body holds, so
+                            // that an expansion skips the walks it needs not
     MacroDef **list_link;   // index beside macro_list: the field that points
                             // at this record, so that removal needs no walk
     char name[1];           // the name in full, null-terminated
+};
+
+enum : uint8_t {
+    MACRO_BODY_PARAMS = 1,     // a parameter
+    MACRO_BODY_OPERATORS = 2,  // a # or a ##
 };
 
 struct TrieNode;

@@ -71,6 +71,10 @@ int open_source(const char *name, int search);
 // The end of an included file is invisible: reading goes on in the includer.
 char *read_source_line(char *buffer, int32_t size);
 
+// True when the line that read_source_line gave last is known to hold no
+// ?? and so no trigraph, which spares the logical line a search for one.
+extern bool source_line_trigraph_free;
+
 // Position of the text being processed, for diagnostics and __LINE__.
 uint32_t current_line();
 const char *current_file_name();

@@ -15,8 +15,8 @@ void stream_close(SourceStream *stream);
 // Reads one line of at most `size` - 1 bytes into `buffer`, line end kept,
 // and closes it with a null; a carriage return in front of the line feed is
 // dropped and NUL bytes read as blanks.  Returns the length, or -1 at end of
-// file.
-int32_t stream_read_line(SourceStream *stream, char *buffer, int32_t size);
+// file.  `*may_hold_trigraph` is false when the line is known to hold no ??.
+int32_t stream_read_line(SourceStream *stream, char *buffer, int32_t size, bool *may_hold_trigraph);
 
 // Reads up to `size` raw bytes; returns how many, 0 at end of file.
 int32_t stream_read_bytes(SourceStream *stream, uint8_t *buffer, int32_t size);

@@ -150,11 +150,14 @@ PpToken *parse_params(PpToken *open) {
 // into one block owned by the macro.
 void pack_body(MacroDef *macro) {
     PpToken *body = macro->body;
+    macro->body_kinds = 0;
     if (!body)
         return;
     body->space_length = 0;
     size_t total = 0;
     for (PpToken *token = body; token; token = token->next) {
+        if (token->kind == PP_HASH || token->kind == PP_PASTE)
+            macro->body_kinds |= MACRO_BODY_OPERATORS;
         if (token->kind == PP_EOL) {
             token->space_length = 0;
             token->length = 0;
@@ -162,6 +165,7 @@ void pack_body(MacroDef *macro) {
             int index = macro->param_count > 0 ? find_param(token) : -1;
             if (index >= 0) {
                 token->kind = PP_PARAM;
+                macro->body_kinds |= MACRO_BODY_PARAMS;
                 token->length = static_cast<uint16_t>(index);
                 token->text = nullptr;
                 token->entry = nullptr;

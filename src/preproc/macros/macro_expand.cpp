@@ -181,6 +181,39 @@ PpToken *copy_range(const PpToken *first, const PpToken *stop, PpToken **last) {
     return head;
 }
 
+// splice_list(link, copy_tokens(list, nullptr)) in one walk: the copies of
+// `list`, without its PP_EOL tokens, take the place of the token at `*link`.
+PpToken *splice_copy(PpToken **link, const PpToken *list) {
+    PpToken *old = *link;
+    PpToken *head = nullptr;
+    PpToken **tail = &head;
+    PpToken *last = nullptr;
+    for (const PpToken *token = list; token; token = token->next) {
+        if (token->kind == PP_EOL)
+            continue;
+        PpToken *copy = pptoken_new();
+        *copy = *token;
+        copy->line = old->line;
+        copy->column = old->column;
+        note_tokens_made(1);
+        walk_steps++;
+        *tail = copy;
+        tail = &copy->next;
+        last = copy;
+    }
+    if (!head) {
+        *link = old->next;
+        free_token(old);
+        return nullptr;
+    }
+    head->space = old->space;
+    head->space_length = old->space_length;
+    last->next = old->next;
+    *link = head;
+    free_token(old);
+    return last;
+}
+
 // ---------------------------------------------------------------------------
 // Collecting the arguments of a call.
 
@@ -326,11 +359,8 @@ CallResult collect_call(PpToken **link, MacroDef *macro, int mode) {
     return CALL_DONE;
 }
 
-// Each # and ## works on a whole argument, and each parameter gets a copy
-// of one, so a long body over a long argument multiplies them: the budget
-// is looked at before each step.  Once it is spent the body is left half
-// done, and the caller drops it.
-void substitute(PpToken **body, MacroDef *macro) {
+// Carries out the # and ## of a body; true if a parameter is left in it.
+bool apply_operators(PpToken **body, MacroDef *macro) {
     bool has_param = false;
     PpToken **link = body;
     while (PpToken *token = *link) {
@@ -361,6 +391,23 @@ void substitute(PpToken **body, MacroDef *macro) {
             has_param = true;
         link = &token->next;
     }
+    return has_param;
+}
+
+// Each # and ## works on a whole argument, and each parameter gets a copy
+// of one, so a long body over a long argument multiplies them: the budget
+// is looked at before each step.  Once it is spent the body is left half
+// done, and the caller drops it.
+void substitute(PpToken **body, MacroDef *macro) {
+    bool has_param;
+    if (macro->body_kinds & MACRO_BODY_OPERATORS) {
+        has_param = apply_operators(body, macro);
+    } else {
+        // No # or ##: the walk would only look at the budget, which nothing
+        // changes during it, and find the parameters.
+        has_param = *body != nullptr && !expansion_too_long() &&
+                    (macro->body_kinds & MACRO_BODY_PARAMS) != 0;
+    }
 
     int count = macro->param_count;
     if (has_param && count > 0) {
@@ -383,7 +430,7 @@ void substitute(PpToken **body, MacroDef *macro) {
             std::free(fresh);
         macro->args = args;
 
-        link = body;
+        PpToken **link = body;
         while (PpToken *token = *link) {
             if (expansion_too_long())
                 break;
@@ -391,7 +438,7 @@ void substitute(PpToken **body, MacroDef *macro) {
                 link = &token->next;
                 continue;
             }
-            PpToken *last = splice_list(link, copy_tokens(args[token->length], nullptr));
+            PpToken *last = splice_copy(link, args[token->length]);
             if (last)
                 link = &last->next;
         }

@@ -81,7 +81,7 @@ char *read_logical_line(int more) {
         if (end == write || end[-1] != '\n') *end++ = '\n';
         int32_t length = static_cast<int32_t>(end - write);
         room -= length;
-        int32_t kept = replace_trigraphs(write, length);
+        int32_t kept = source_line_trigraph_free ? length : replace_trigraphs(write, length);
         room += length - kept;
         write += kept;
         if (write - start >= 2 && write[-2] == '\\') {

@@ -17,6 +17,7 @@ uint32_t line_override;
 int32_t line_override_active;
 char *file_override;
 SourceEvents source_events;
+bool source_line_trigraph_free;
 
 namespace {
 
@@ -96,6 +97,7 @@ int open_source(const char *name, int search) {
 }
 
 char *read_source_line(char *buffer, int32_t size) {
+    source_line_trigraph_free = false;
     if (size <= 1) {
         // No room for a byte of text: an empty piece, which counts as no line.
         if (size == 1) buffer[0] = 0;
@@ -104,9 +106,12 @@ char *read_source_line(char *buffer, int32_t size) {
     while (current_stream) {
         char *end = nullptr;
         if (current_source->scramble) {
+            source_line_trigraph_free = false;
             end = read_scrambled_line(buffer, size);
         } else {
-            int32_t length = stream_read_line(current_stream, buffer, size);
+            bool may_hold_trigraph = true;
+            int32_t length = stream_read_line(current_stream, buffer, size, &may_hold_trigraph);
+            source_line_trigraph_free = !may_hold_trigraph;
             if (length >= 0) {
                 end = buffer + length;
                 if (current_source->line == 0 && static_cast<uint8_t>(buffer[0]) == 254) {

@@ -31,6 +31,7 @@ struct SourceStream {
     uint64_t data_offset;   // file offset of data[0]
     bool at_end;            // the file has no more bytes
     bool has_nul;           // data holds a NUL byte somewhere
+    bool has_question_pair; // data holds ?? somewhere, so maybe a trigraph
     char data[STREAM_BUFFER_SIZE];
 };
 
@@ -38,6 +39,14 @@ namespace {
 
 SourceStream *free_streams;   // closed streams, kept for reuse
 int32_t open_stream_count;
+
+bool holds_question_pair(const char *data, size_t size) {
+    const char *end = data + size;
+    for (const char *p = data; (p = static_cast<const char *>(std::memchr(p, '?', size_t(end - p)))) != nullptr; p++)
+        if (p + 1 < end && p[1] == '?')
+            return true;
+    return false;
+}
 
 // Refills an exhausted buffer.  False at end of file; a read error counts
 // as the end.
@@ -52,6 +61,8 @@ bool fill(SourceStream *s) {
             // Asked once per buffer, so that the lines of a file without
             // NUL bytes, all real sources, are not searched for one each.
             s->has_nul = std::memchr(s->data, 0, static_cast<size_t>(got)) != nullptr;
+            // The same for trigraphs, which all start with ??.
+            s->has_question_pair = holds_question_pair(s->data, static_cast<size_t>(got));
             return true;
         }
         if (got < 0 && errno == EINTR) continue;
@@ -115,20 +126,27 @@ int32_t close_line(char *text, int32_t length) {
 }  // namespace
 
 int32_t tidy_line(char *text, int32_t length) {
-    for (char *nul = static_cast<char *>(std::memchr(text, 0, length)); nul;
-         nul = static_cast<char *>(std::memchr(nul, 0, text + length - nul)))
+    char *end = text + (length > 0 ? length : 0);
+    for (char *nul = static_cast<char *>(std::memchr(text, 0, size_t(end - text))); nul;
+         nul = static_cast<char *>(std::memchr(nul, 0, size_t(end - nul))))
         *nul++ = ' ';
     return close_line(text, length);
 }
 
-int32_t stream_read_line(SourceStream *s, char *buffer, int32_t size) {
+int32_t stream_read_line(SourceStream *s, char *buffer, int32_t size, bool *may_hold_trigraph) {
     int32_t limit = size - 1;
     int32_t n = 0;
     bool line_end = false;
     bool may_hold_nul = false;
+    // A line from one buffer holds ?? only where the buffer does; one that
+    // spans two may have the pair across their seam.
+    int32_t pieces = 0;
+    bool question_pair = false;
     while (n < limit) {
         if (s->pos == s->end && !fill(s)) break;
         may_hold_nul |= s->has_nul;
+        question_pair |= s->has_question_pair;
+        pieces++;
         int32_t take = s->end - s->pos;
         if (take > limit - n) take = limit - n;
         const char *from = s->data + s->pos;
@@ -142,6 +160,7 @@ int32_t stream_read_line(SourceStream *s, char *buffer, int32_t size) {
             break;
         }
     }
+    *may_hold_trigraph = question_pair || pieces > 1;
     if (n == 0 && !line_end && limit > 0) return -1;
     // A line cut between CR and LF: the CR stands for the line end.
     if (!line_end && n == limit && n > 0 && buffer[n - 1] == '\r') {
