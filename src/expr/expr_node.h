@@ -176,6 +176,9 @@ extern ExprNode *expr_free_list;
 // Makes `node` (or a new leaf when null) the integer constant `value` of
 // type int.  Returns the node.
 ExprNode *make_int_const(ExprNode *node, int32_t value);
+// A copy of the whole tree `e`, for a place that needs it a second time;
+// a prelude in it is shared, not copied.
+ExprNode *copy_tree(const ExprNode *e);
 // Integer constant leaf whose type fits a constant (code below 66).
 bool is_int_const(const ExprNode *e);
 // The same, but the type may also be a pointer.

@@ -242,3 +242,24 @@ void truncate_const(ExprNode *e, TypeNode *type, int warn) {
     if (warn)
         report("W1truncating constant cast (0x%x)", static_cast<unsigned>(old_value));
 }
+
+// A copy of a whole tree, for a rewrite that needs an operand twice: later
+// passes rewrite the nodes of a tree in place, and a tree is written once
+// only.  A prelude is not copied: it runs once, where it stands.
+ExprNode *copy_tree(const ExprNode *e) {
+    if (e == nullptr)
+        return nullptr;
+    ExprNode *copy = new_expr(e->op);
+    ExprNode *link = copy->link;
+    *copy = *e;
+    copy->link = link;
+    if (e->op == OP_LEAF || e->op == OP_PRELUDE)
+        return copy;
+    copy->left = copy_tree(e->left);
+    if (e->op == OP_COND)
+        copy->middle = copy_tree(e->middle);
+    if ((e->op & 0x40) != 0 || e->op == OP_COMMA || e->op == OP_ARG || e->op == OP_CALL || e->op == OP_COND ||
+        e->op == OP_POSTINC || e->op == OP_POSTDEC)
+        copy->right = copy_tree(e->right);
+    return copy;
+}

@@ -41,26 +41,6 @@ bool is_inline_call(const ExprNode *call) {
            callee->sym->type->code == TY_FUNCTION;
 }
 
-// A copy of the lvalue that receives a result, one for each place that
-// names it: later passes rewrite the nodes of a tree in place.
-ExprNode *copy_tree(const ExprNode *e) {
-    if (e == nullptr)
-        return nullptr;
-    ExprNode *copy = new_expr(e->op);
-    ExprNode *link = copy->link;
-    *copy = *e;
-    copy->link = link;
-    if (e->op == OP_LEAF)
-        return copy;
-    copy->left = copy_tree(e->left);
-    if (e->op == OP_COND)
-        copy->middle = copy_tree(e->middle);
-    if (is_binary_op(e->op) || e->op == OP_COMMA || e->op == OP_COND || e->op == OP_ARG ||
-        e->op == OP_CALL)
-        copy->right = copy_tree(e->right);
-    return copy;
-}
-
 // Hangs `statement` on the prelude whose left field is `*prelude`: the
 // first one directly, later ones through a further OP_PRELUDE node that
 // keeps what came before on its left.

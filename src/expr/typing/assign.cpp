@@ -18,26 +18,6 @@ namespace {
 
 ExprNode *int_const_of(int32_t value) { return make_int_const(nullptr, value); }
 
-// A copy of a whole tree, for a rewrite that needs an operand twice: a tree
-// is written once only.
-ExprNode *copy_tree(const ExprNode *e) {
-    if (e == nullptr)
-        return nullptr;
-    ExprNode *copy = new_expr(e->op);
-    ExprNode *link = copy->link;
-    *copy = *e;
-    copy->link = link;
-    if (e->op == OP_LEAF || e->op == OP_PRELUDE)
-        return copy;
-    copy->left = copy_tree(e->left);
-    if (e->op == OP_COND)
-        copy->middle = copy_tree(e->middle);
-    if ((e->op & 0x40) != 0 || e->op == OP_COMMA || e->op == OP_ARG || e->op == OP_CALL || e->op == OP_COND ||
-        e->op == OP_POSTINC || e->op == OP_POSTDEC)
-        copy->right = copy_tree(e->right);
-    return copy;
-}
-
 // The unsigned type of a bit-field's unit.
 TypeNode *unit_type(int code) {
     switch (code) {
