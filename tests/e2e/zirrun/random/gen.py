@@ -41,6 +41,9 @@ What the target and the host do not share is kept out of sight:
   left.
 - `u = (signed char)(c ^ u)` of an unsigned u is stored as `u ^= c`: a
   store converts to its target's type last.
+- `!` of an integer constant becomes 0 or 1 in the constant's own type, so
+  `!2u` is an unsigned 0 and makes the comparison it stands in unsigned:
+  the result of `!` is converted to int by hand.
 """
 import random
 import sys
@@ -263,7 +266,7 @@ def expr(scope, depth, avoid=frozenset()):
         a, t = expr(scope, depth - 1, avoid)
         op = rnd.choice(["-", "~", "!"])
         if op == "!":
-            return "(!%s)" % a, "i"
+            return "((int)(!%s))" % a, "i"
         t = promote(t)
         if op == "-" and t in ("i", "l"):
             return conv("-%s" % conv(a, UNSIGNED_OF[t]), t), t
