@@ -36,9 +36,8 @@ What the target and the host do not share is kept out of sight:
   set fold to the mask and to x: for a negative signed char or short that
   is not what the promoted operands give.  A narrow operand of | and & is
   therefore converted to int by hand.
-- `(T)x - x`, `(T)x % x` and the like fold as if the cast were not there:
-  the right operand of an operator is never the operand of a cast on its
-  left.
+- `(T)x - x`, `x ^ (T)x` and the like fold as if the cast were not there:
+  one operand of an operator is never the operand of a cast on the other.
 - `u = (signed char)(c ^ u)` of an unsigned u is stored as `u ^= c`: a
   store converts to its target's type last.
 - `!` of an integer constant becomes 0 or 1 in the constant's own type, so
@@ -216,9 +215,10 @@ def binary(scope, depth, avoid):
     a, ta = expr(scope, depth - 1, avoid)
     # A divisor is written three times: keep it small.
     b, tb = expr(scope, depth - 1 if op not in ("/", "%") else 0, avoid)
-    if a.endswith("(%s))" % b):
-        # `(unsigned char)x % x` is 0 here: the folds of x % x, x - x,
-        # x / x and their kind look through a cast on the left.
+    if a.endswith("(%s))" % b) or b.endswith("(%s))" % a):
+        # `(unsigned char)x % x` and `x ^ (char)x` are 0 here: the folds of
+        # x % x, x - x, x ^ x and their kind look through a cast on either
+        # side.
         b, tb = constant()
     c = common(ta, tb)
     if op in ("<<", ">>"):
